@@ -1,0 +1,145 @@
+// The rows of a query with a current row, on a client cursor: all rows are held as typed columns and moves
+// cost nothing at the data source. Edits go out as prepared statements when they are updated. Used on the
+// thread that created it.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "ado/Connection.h"
+#include "ado/cursor/column_store.h"
+#include "ado/enums.h"
+#include "ado/provider.h"
+#include "automation/automation.h"
+#include "common/name_index.h"
+
+namespace quarno::ado {
+
+class Field;
+class Fields;
+
+class Recordset : public automation::Automation<Recordset> {
+ public:
+  static constexpr std::string_view kClassName = "Recordset";
+  static std::span<const automation::Member> members();
+
+  Recordset();
+  ~Recordset() override;
+
+  // State
+  std::int32_t State() const { return is_open() ? adStateOpen : adStateClosed; }
+  std::string Source() const { return source_; }
+  void set_Source(const std::string& value);
+  Ptr<automation::Object> ActiveConnection() const { return Ptr<automation::Object>(connection_.get()); }
+  void set_ActiveConnection(const Ptr<automation::Object>& value);
+  std::int32_t CursorType() const { return is_open() ? std::int32_t{adOpenStatic} : cursor_type_; }
+  void set_CursorType(std::int32_t value);
+  std::int32_t CursorLocation() const { return cursor_location_; }
+  void set_CursorLocation(std::int32_t value);
+  std::int32_t LockType() const { return lock_type_; }
+  void set_LockType(std::int32_t value);
+  Ptr<ado::Fields> Fields();
+
+  void Open(const Variant& Source, const Variant& ActiveConnection,
+            std::int32_t CursorType = adOpenUnspecified, std::int32_t LockType = adLockUnspecified,
+            std::int32_t Options = -1);
+  void Close();
+  void Requery();
+
+  // Position
+  bool at_bof() const;
+  bool at_eof() const;
+  std::int32_t RecordCount() const;
+  std::int32_t AbsolutePosition() const;
+  void MoveFirst();
+  void MoveLast();
+  void MoveNext();
+  void MovePrevious();
+  void Move(std::int32_t NumRecords);
+  bool Supports(std::int32_t CursorOptions) const;
+
+  // Editing
+  std::int32_t EditMode() const { return edit_mode_; }
+  void AddNew();
+  void Update();
+  void CancelUpdate();
+  void Delete();
+
+  // For the model's other objects and the worker.
+
+  bool is_open() const { return store_ != nullptr; }
+  const std::vector<Column>& columns() const { return columns_; }
+  /// Position of a field; raises 3265 when there is none of that name.
+  std::size_t column_index(std::string_view name) const;
+  /// Position or -1.
+  std::int32_t find_column(std::string_view name) const { return names_.find(name); }
+  /// The current row's value; raises 3704, 3021 or -2147217885 (row deleted) when there is none.
+  Variant value(std::size_t column) const;
+  Variant original_value(std::size_t column) const;
+  /// Begins an edit of the current row when none is in progress.
+  void set_value(std::size_t column, const Variant& value);
+  /// Becomes the open recordset of a statement that ran already.
+  void adopt(Connection& connection, const std::string& source, Rows& rows);
+  void connection_closed();
+
+ private:
+  friend class Field;
+  friend class ado::Fields;
+  enum class Place { before_first, on_row, after_last };
+
+  void require_open() const;
+  void require_row() const;
+  void require_updatable() const;
+  bool is_deleted(std::size_t row) const { return row < deleted_.size() && deleted_[row]; }
+  Variant stored_value(std::size_t row, std::size_t column) const;
+  // An edit in progress is sent before the cursor leaves its row.
+  void finish_edit();
+  void step(bool forward);
+  void place_on_first(bool forward);
+  void insert_pending();
+  void update_pending();
+  void end_edit();
+  // WHERE criteria of the current row with their parameter values: its key, or every comparable column when
+  // there is no key, and the original values of the columns given.
+  struct RowCriteria;
+  RowCriteria criteria_for(const std::vector<std::size_t>& changed) const;
+  // Writes the current row, which must still be there as it was read.
+  void write_current_row(const std::string& statement, const std::vector<Variant>& parameters, bool has_key);
+  void take_columns(const std::vector<Column>& columns);
+  void forget_rows();
+
+  std::string source_;
+  Ptr<Connection> connection_;
+  std::int32_t cursor_type_ = adOpenForwardOnly;
+  std::int32_t cursor_location_ = adUseServer;
+  std::int32_t lock_type_ = adLockReadOnly;
+
+  std::vector<Column> columns_;
+  NameIndex names_;
+  std::string base_table_;              // of all columns that have one; empty when there are none or several
+  std::unique_ptr<ColumnStore> store_;  // null while closed
+  std::unordered_map<std::size_t, Variant>
+      changed_;                // by row * columns + column: what updates put over the store
+  std::vector<bool> deleted_;  // empty until a row is deleted
+  std::size_t deleted_count_ = 0;
+  Place place_ = Place::after_last;
+  std::size_t row_ = 0;
+
+  std::int32_t edit_mode_ = adEditNone;
+  std::vector<Variant> pending_;  // by column, coerced
+  std::vector<bool> assigned_;    // which of them were set
+  std::vector<bool>
+      insert_assigned_;  // of the last INSERT, whose text is kept because the next is mostly the same
+  std::string insert_text_;
+  std::vector<Variant> parameters_;  // reused
+  Place place_before_add_ = Place::after_last;
+
+  std::uint32_t generation_ = 0;          // of the columns; a field of an earlier one is no longer valid
+  ado::Fields* fields_object_ = nullptr;  // handed out and still held by a host
+  std::vector<Field*> field_objects_;     // by column, likewise
+};
+
+}  // namespace quarno::ado

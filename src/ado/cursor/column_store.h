@@ -1,0 +1,98 @@
+// The rows of a client cursor as typed columns: numbers and dates packed at their own width, text and bytes
+// one after the other, nulls as bits. No variant is kept per cell. Rows are only ever appended; a value that
+// is not of its column's type (a data source without fixed types can send one) is kept aside as it came.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "ado/enums.h"
+#include "common/variant.h"
+
+namespace quarno::ado {
+
+/// How the values of a column are laid out.
+enum class Layout : std::uint8_t {
+  boolean,
+  byte,
+  int16,
+  int32,
+  int64,
+  single,
+  real,
+  currency,
+  decimal,
+  date,
+  text,
+  bytes,
+  any
+};
+
+Layout layout_of(DataType type);
+
+class ColumnData {
+ public:
+  explicit ColumnData(DataType type) : layout_(layout_of(type)) {}
+
+  Layout layout() const { return layout_; }
+
+  void append_null();
+  /// A number for a column of any numeric layout; kept aside when it does not fit the column's width.
+  void append_integer(std::int64_t value);
+  void append_real(double value);
+  void append_currency(Currency value);
+  void append_text(std::string_view utf8);
+  void append_bytes(std::span<const std::uint8_t> bytes);
+  /// Any value: packed when it has the column's own type, else kept aside.
+  void append(const Variant& value);
+
+  bool is_null(std::size_t row) const;
+  Variant value(std::size_t row) const;
+  /// Text without a copy for columns of text layout; empty for null and for values kept aside.
+  std::string_view text(std::size_t row) const;
+  std::size_t row_count() const { return row_count_; }
+
+ private:
+  // A full chunk is never touched again, so that a growing result copies nothing.
+  static constexpr std::size_t kChunkRows = 4096;
+  struct Chunk {
+    std::vector<std::uint8_t> values;  // fixed widths, or the bytes of all texts
+    std::vector<std::uint32_t> ends;   // texts and bytes only: end of each value
+    std::vector<std::uint64_t> nulls;  // one bit a row; empty as long as the chunk has none
+  };
+
+  Chunk& open_chunk();
+  void close_row(Chunk& chunk, bool null);
+  template <class T>
+  void append_fixed(T value);
+  template <class T>
+  T fixed(std::size_t row) const;
+  void append_packed(const void* data, std::size_t size);
+  void keep_aside(Variant value);
+  bool null_bit(std::size_t row) const;
+
+  std::vector<Chunk> chunks_;
+  std::unordered_map<std::size_t, Variant> aside_;  // rows marked null whose value is of another type
+  std::size_t row_count_ = 0;
+  Layout layout_;
+};
+
+/// All columns of a result. The columns are appended to one by one; each row must append to every column
+/// once.
+class ColumnStore {
+ public:
+  explicit ColumnStore(std::span<const DataType> types);
+
+  ColumnData& column(std::size_t index) { return columns_[index]; }
+  const ColumnData& column(std::size_t index) const { return columns_[index]; }
+  std::size_t row_count() const { return columns_.empty() ? 0 : columns_.front().row_count(); }
+
+ private:
+  std::vector<ColumnData> columns_;
+};
+
+}  // namespace quarno::ado

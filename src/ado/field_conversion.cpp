@@ -1,0 +1,59 @@
+#include "ado/field_conversion.h"
+
+#include "ado/ado_error.h"
+#include "common/convert.h"
+#include "common/text.h"
+
+namespace quarno::ado {
+namespace {
+
+template <class T>
+Variant as(const Variant& value, T (*convert)(const Variant&, const LocaleInfo&), const LocaleInfo& locale) {
+  if (value.get_if<T>() != nullptr) return value;
+  return convert(value, locale);
+}
+
+Variant converted(const Variant& value, const Column& column, const LocaleInfo& locale) {
+  switch (layout_of(column.type)) {
+    case Layout::boolean: return as<bool>(value, to_bool, locale);
+    case Layout::byte: return as<std::uint8_t>(value, to_byte, locale);
+    case Layout::int16: return as<std::int16_t>(value, to_int16, locale);
+    case Layout::int32: return as<std::int32_t>(value, to_int32, locale);
+    case Layout::int64: return as<std::int64_t>(value, to_int64, locale);
+    case Layout::single: return as<float>(value, to_single, locale);
+    case Layout::real: return as<double>(value, to_double, locale);
+    case Layout::currency: return as<Currency>(value, to_currency, locale);
+    case Layout::decimal: return as<Decimal>(value, to_decimal, locale);
+    case Layout::date: return as<Date>(value, to_date, locale);
+    case Layout::text: return as<std::string>(value, to_text, locale);
+    case Layout::bytes:
+      if (value.get_if<Variant::Bytes>() == nullptr) throw model_error(Model::data_conversion, "ADODB.Field");
+      return value;
+    case Layout::any: return value;
+  }
+  return value;
+}
+
+}  // namespace
+
+Variant coerced(const Variant& value, const Column& column, const LocaleInfo& locale) {
+  if (value.is_null() || value.is_empty()) return Variant::null();
+  Variant result;
+  try {
+    result = converted(value, column, locale);
+  } catch (const Error& error) {
+    if (error.number == static_cast<std::int32_t>(RunTime::overflow)) throw multiple_step_error();
+    throw model_error(Model::data_conversion, "ADODB.Field");
+  }
+  const bool bounded = column.defined_size > 0 && !is_long(column.type) && column.type != DataType::guid;
+  const auto limit = static_cast<std::size_t>(column.defined_size);
+  if (const auto* text = result.get_if<std::string>()) {
+    // Bytes are never fewer than characters: most texts need no counting.
+    if (bounded && text->size() > limit && text::length(*text) > limit) throw multiple_step_error();
+  } else if (const auto* bytes = result.get_if<Variant::Bytes>()) {
+    if (bounded && bytes->size() > limit) throw multiple_step_error();
+  }
+  return result;
+}
+
+}  // namespace quarno::ado

@@ -1,0 +1,84 @@
+// What the object model asks of a data source. A provider opens sessions; a session runs statements and hands
+// back rows that fill a column store. Failures are raised as provider_error. A session is used by one thread.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "ado/connection_string.h"
+#include "ado/cursor/column_store.h"
+#include "ado/enums.h"
+#include "common/variant.h"
+
+namespace quarno::ado {
+
+/// One column of a result.
+struct Column {
+  std::string name;
+  DataType type = DataType::var_wchar;
+  std::int64_t defined_size = 0;  // characters for text, bytes otherwise
+  std::uint8_t precision = 255;   // digits of a number; 255 when it has none
+  std::uint8_t scale = 255;       // decimals; 255 when it has none
+  std::int32_t attributes = 0;    // FieldAttribute bits
+  std::string base_table;         // empty for an expression
+  std::string base_column;
+  bool key = false;             // part of what tells one row of base_table from another
+  bool auto_increment = false;  // the data source numbers it
+};
+
+/// A result that is being read.
+class Rows {
+ public:
+  virtual ~Rows() = default;
+  virtual const std::vector<Column>& columns() const = 0;
+  /// Appends up to `limit` rows to a store with these columns; returns how many, 0 only at the end.
+  virtual std::size_t fetch(ColumnStore& store, std::size_t limit) = 0;
+};
+
+struct Outcome {
+  std::unique_ptr<Rows> rows;  // null when the statement gives none
+  std::int64_t affected = -1;  // rows changed; -1 when the statement does not count
+};
+
+/// How a data source's SQL differs where the model writes statements of its own.
+struct Dialect {
+  std::string_view quote_open = "\"";
+  std::string_view quote_close = "\"";
+};
+
+class Session {
+ public:
+  virtual ~Session() = default;
+  /// Runs a statement as the host wrote it. 0 seconds: no limit; beyond the limit it raises kTimeoutExpired.
+  virtual Outcome execute(const std::string& statement, std::int32_t timeout_seconds) = 0;
+  /// Runs a statement of the model's own with "?" parameters, kept prepared for the next time. Returns the
+  /// rows changed. When that would be more than `most`, nothing is changed.
+  virtual std::int64_t write(const std::string& statement, std::span<const Variant> parameters,
+                             std::int64_t most) = 0;
+  /// The number given to the last row inserted; 0 when there was none.
+  virtual std::int64_t last_identity() = 0;
+  /// Nesting is the provider's business: one that cannot raises kTransactionActive.
+  virtual void begin() = 0;
+  virtual void commit() = 0;
+  virtual void rollback() = 0;
+  /// 0 outside a transaction.
+  virtual int transaction_level() const = 0;
+  virtual bool is_alive() = 0;
+  virtual const Dialect& dialect() const = 0;
+};
+
+class Provider {
+ public:
+  virtual ~Provider() = default;
+  /// `text` holds the connection string's words together with the connection's dynamic properties.
+  virtual std::unique_ptr<Session> open(const ConnectionString& text, std::int32_t timeout_seconds) const = 0;
+};
+
+/// The provider that a connection string reaches, or null when there is none. Defined by providers/.
+const Provider* find_provider(const ConnectionString& text);
+
+}  // namespace quarno::ado

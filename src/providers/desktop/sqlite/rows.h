@@ -1,0 +1,41 @@
+// The rows of a statement that is being stepped.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "ado/provider.h"
+#include "providers/desktop/sqlite/statement.h"
+
+namespace quarno::desktop::sqlite {
+
+/// How many columns the primary key of a table has.
+using KeyWidth = std::function<int(const std::string& table)>;
+
+class SqliteRows : public ado::Rows {
+ public:
+  /// `statement` has columns and was not stepped yet; the first row is read here. Its time counts from now
+  /// on.
+  SqliteRows(sqlite3* database, Statement statement, std::string text, int timeout_seconds,
+             const KeyWidth& key_width);
+
+  const std::vector<ado::Column>& columns() const override { return columns_; }
+  std::size_t fetch(ado::ColumnStore& store, std::size_t limit) override;
+
+ private:
+  ado::Column describe(int index) const;
+  // Keys count only when the result has all columns of a table's key.
+  void drop_partial_keys(const KeyWidth& key_width);
+  bool step();
+  void append_value(ado::ColumnData& column, int index) const;
+
+  sqlite3* database_;
+  Statement statement_;
+  std::string text_;
+  int timeout_seconds_;
+  bool on_row_ = false;
+  std::vector<ado::Column> columns_;
+};
+
+}  // namespace quarno::desktop::sqlite

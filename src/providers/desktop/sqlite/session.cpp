@@ -1,0 +1,240 @@
+#include "providers/desktop/sqlite/session.h"
+
+#include <algorithm>
+#include <unordered_map>
+
+#include "ado/ado_error.h"
+#include "ado/write_statement.h"
+#include "common/text.h"
+#include "providers/desktop/desktop_provider.h"
+#include "providers/desktop/sqlite/rows.h"
+#include "providers/desktop/sqlite/sqlite_error.h"
+#include "providers/desktop/sqlite/statement.h"
+
+namespace quarno::desktop::sqlite {
+namespace {
+
+constexpr int kLockPatienceMs = 5000;
+constexpr int kMostLevels = 5;
+constexpr std::size_t kMostPrepared = 64;
+
+// Numbers of up to 15 digits pass through a double unharmed; what has more is kept as its text in a blob,
+// because a column with numeric affinity would turn a text into a double and lose digits.
+int bind_exact(sqlite3_stmt* statement, int index, const Decimal& value) {
+  const std::string digits = value.text();
+  const auto count = std::count_if(digits.begin(), digits.end(), [](char c) { return c >= '0' && c <= '9'; });
+  if (count <= 15) return sqlite3_bind_double(statement, index, value.to_double());
+  return sqlite3_bind_blob64(statement, index, digits.data(), digits.size(), SQLITE_TRANSIENT);
+}
+
+struct Bind {
+  sqlite3_stmt* statement;
+  int index;
+
+  int operator()(std::monostate) const { return sqlite3_bind_null(statement, index); }
+  int operator()(Variant::Null) const { return sqlite3_bind_null(statement, index); }
+  int operator()(Variant::Missing) const { return sqlite3_bind_null(statement, index); }
+  int operator()(bool v) const { return sqlite3_bind_int(statement, index, v ? kTrue : 0); }
+  int operator()(double v) const { return sqlite3_bind_double(statement, index, v); }
+  int operator()(float v) const { return sqlite3_bind_double(statement, index, double{v}); }
+  int operator()(Date v) const { return sqlite3_bind_double(statement, index, v.days); }
+  int operator()(Currency v) const { return bind_exact(statement, index, v.to_decimal()); }
+  int operator()(const Decimal& v) const { return bind_exact(statement, index, v); }
+  // The caller's values outlive the step, so nothing is copied.
+  int operator()(const std::string& v) const {
+    return sqlite3_bind_text64(statement, index, v.data(), v.size(), SQLITE_STATIC, SQLITE_UTF8);
+  }
+  int operator()(const Variant::Bytes& v) const {
+    // A null pointer would bind null instead of an empty value.
+    if (v.empty()) return sqlite3_bind_zeroblob(statement, index, 0);
+    return sqlite3_bind_blob64(statement, index, v.data(), v.size(), SQLITE_STATIC);
+  }
+  int operator()(const Variant::Array&) const { return SQLITE_MISMATCH; }
+  int operator()(const Variant::Object&) const { return SQLITE_MISMATCH; }
+  template <class Int>
+  requires std::is_integral_v<Int>
+  int operator()(Int v) const { return sqlite3_bind_int64(statement, index, std::int64_t{v}); }
+};
+
+class SqliteSession : public ado::Session {
+ public:
+  explicit SqliteSession(Database database) : database_(std::move(database)) {}
+
+  ado::Outcome execute(const std::string& statement, std::int32_t timeout_seconds) override;
+  std::int64_t write(const std::string& statement, std::span<const Variant> parameters,
+                     std::int64_t most) override;
+  std::int64_t last_identity() override { return sqlite3_last_insert_rowid(database_.get()); }
+  void begin() override;
+  void commit() override { end_level("COMMIT", "RELEASE quarnofwk_"); }
+  void rollback() override { end_level("ROLLBACK", "ROLLBACK TO quarnofwk_"); }
+  // The engine may have given the transaction up by itself, for example when the disk was full.
+  int transaction_level() const override { return sqlite3_get_autocommit(database_.get()) != 0 ? 0 : level_; }
+  bool is_alive() override { return true; }
+  const ado::Dialect& dialect() const override { return dialect_; }
+
+  void run(const std::string& statement);
+
+ private:
+  Statement prepare(std::string_view statement, const char** rest = nullptr);
+  sqlite3_stmt* prepared(const std::string& statement);
+  std::int64_t write_once(const std::string& statement, std::span<const Variant> parameters);
+  int key_width(const std::string& table);
+  void end_level(const std::string& outermost, const std::string& inner);
+
+  Database database_;
+  std::unordered_map<std::string, Statement>
+      prepared_;  // released before the database, being declared after it
+  std::unordered_map<std::string, int> key_widths_;
+  ado::Dialect dialect_;
+  int level_ = 0;
+};
+
+Statement SqliteSession::prepare(std::string_view statement, const char** rest) {
+  sqlite3_stmt* raw = nullptr;
+  const int result =
+      sqlite3_prepare_v2(database_.get(), statement.data(), static_cast<int>(statement.size()), &raw, rest);
+  Statement owner(raw);
+  if (result != SQLITE_OK) throw engine_error(database_.get(), statement);
+  return owner;
+}
+
+void SqliteSession::run(const std::string& statement) {
+  const Statement prepared_statement = prepare(statement);
+  const int result = sqlite3_step(prepared_statement.get());
+  if (result != SQLITE_DONE && result != SQLITE_ROW) throw engine_error(database_.get(), statement);
+}
+
+ado::Outcome SqliteSession::execute(const std::string& text, std::int32_t timeout_seconds) {
+  if (text.find('\0') != std::string::npos) {
+    throw ado::provider_error(ado::kErrorsInCommand, "The statement holds a NUL character.", kSourceName);
+  }
+  // Several statements run one after the other; what the last one gives is the outcome.
+  ado::Outcome outcome;
+  std::string_view rest = text;
+  bool any = false;
+  while (!rest.empty()) {
+    const char* tail = nullptr;
+    Statement statement = prepare(rest, &tail);
+    const std::string_view own = rest.substr(0, static_cast<std::size_t>(tail - rest.data()));
+    rest.remove_prefix(own.size());
+    if (statement == nullptr) continue;  // only blanks or a comment
+    any = true;
+    outcome = {};
+    if (sqlite3_stmt_readonly(statement.get()) == 0) key_widths_.clear();
+    if (sqlite3_column_count(statement.get()) > 0) {
+      outcome.rows = std::make_unique<SqliteRows>(
+          database_.get(), std::move(statement), std::string(own), timeout_seconds,
+          [this](const std::string& table) { return key_width(table); });
+      continue;
+    }
+    const Deadline deadline(database_.get(), timeout_seconds);
+    const std::int64_t before = sqlite3_total_changes64(database_.get());
+    const bool changes = sqlite3_stmt_readonly(statement.get()) == 0;
+    if (sqlite3_step(statement.get()) != SQLITE_DONE) throw engine_error(database_.get(), own);
+    const bool counted = changes && sqlite3_total_changes64(database_.get()) != before;
+    outcome.affected = counted ? sqlite3_changes64(database_.get()) : 0;
+  }
+  if (!any) {
+    throw ado::provider_error(ado::kNoCommandText, "Command text was not set for the command object.",
+                              kSourceName);
+  }
+  return outcome;
+}
+
+sqlite3_stmt* SqliteSession::prepared(const std::string& statement) {
+  const auto found = prepared_.find(statement);
+  if (found != prepared_.end()) return found->second.get();
+  if (prepared_.size() >= kMostPrepared) prepared_.clear();
+  return prepared_.emplace(statement, prepare(statement)).first->second.get();
+}
+
+std::int64_t SqliteSession::write_once(const std::string& statement, std::span<const Variant> parameters) {
+  sqlite3_stmt* const handle = prepared(statement);
+  // Reset first and last: an error of an earlier step is reported again by the reset after it.
+  sqlite3_reset(handle);
+  for (std::size_t i = 0; i < parameters.size(); ++i) {
+    const int result = std::visit(Bind{handle, static_cast<int>(i) + 1}, parameters[i].storage());
+    if (result == SQLITE_MISMATCH) throw ado::multiple_step_error();
+    if (result != SQLITE_OK) throw engine_error(database_.get(), statement);
+  }
+  if (sqlite3_step(handle) != SQLITE_DONE) {
+    const Error error = engine_error(database_.get(), statement);
+    sqlite3_reset(handle);
+    throw error;
+  }
+  sqlite3_reset(handle);
+  return sqlite3_changes64(database_.get());
+}
+
+std::int64_t SqliteSession::write(const std::string& statement, std::span<const Variant> parameters,
+                                  std::int64_t most) {
+  if (most < 0) return write_once(statement, parameters);
+  run("SAVEPOINT quarnofwk_write");
+  try {
+    const std::int64_t affected = write_once(statement, parameters);
+    if (affected > most) run("ROLLBACK TO quarnofwk_write");
+    run("RELEASE quarnofwk_write");
+    return affected;
+  } catch (const Error&) {
+    run("ROLLBACK TO quarnofwk_write");
+    run("RELEASE quarnofwk_write");
+    throw;
+  }
+}
+
+int SqliteSession::key_width(const std::string& table) {
+  const auto known = key_widths_.find(table);
+  if (known != key_widths_.end()) return known->second;
+  const Statement query = prepare("SELECT count(*) FROM pragma_table_info(?) WHERE pk > 0");
+  sqlite3_bind_text64(query.get(), 1, table.data(), table.size(), SQLITE_STATIC, SQLITE_UTF8);
+  if (sqlite3_step(query.get()) != SQLITE_ROW) throw engine_error(database_.get(), table);
+  return key_widths_[table] = sqlite3_column_int(query.get(), 0);
+}
+
+void SqliteSession::begin() {
+  level_ = transaction_level();
+  if (level_ >= kMostLevels) {
+    throw ado::provider_error(ado::kTransactionActive, "Cannot start more transactions on this session.",
+                              kSourceName);
+  }
+  // The write lock is taken here, where waiting for another writer is possible: the engine gives up at once
+  // when a read lock is to become a write lock in the middle of a transaction. Readers go on reading.
+  const bool can_write = sqlite3_db_readonly(database_.get(), "main") == 0;
+  const std::string outermost = can_write ? "BEGIN IMMEDIATE" : "BEGIN";
+  run(level_ == 0 ? outermost : "SAVEPOINT quarnofwk_" + std::to_string(level_));
+  ++level_;
+}
+
+void SqliteSession::end_level(const std::string& outermost, const std::string& inner) {
+  level_ = transaction_level();
+  if (level_ == 0) throw ado::provider_error(ado::kNoTransaction, "No transaction is active.", kSourceName);
+  if (level_ == 1) {
+    run(outermost);
+  } else {
+    const std::string name = std::to_string(level_ - 1);
+    run(inner + name);
+    // ROLLBACK TO leaves the savepoint itself in place.
+    if (inner.starts_with("ROLLBACK")) run("RELEASE quarnofwk_" + name);
+  }
+  --level_;
+}
+
+}  // namespace
+
+std::unique_ptr<ado::Session> open_session(const std::string& native_path) {
+  sqlite3* raw = nullptr;
+  // One thread uses a session, so the engine's own locks are left out.
+  const int result =
+      sqlite3_open_v2(native_path.c_str(), &raw, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
+  Database database(raw);
+  if (result != SQLITE_OK) throw engine_error(raw, {});
+  sqlite3_extended_result_codes(raw, 1);
+  sqlite3_busy_timeout(raw, kLockPatienceMs);
+  auto session = std::make_unique<SqliteSession>(std::move(database));
+  session->run("PRAGMA foreign_keys = ON");
+  // The engine opens lazily: this reads the file, so that a damaged one is reported now.
+  session->run("SELECT count(*) FROM sqlite_schema");
+  return session;
+}
+
+}  // namespace quarno::desktop::sqlite
