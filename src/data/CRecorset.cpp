@@ -1,0 +1,180 @@
+#include "data/CRecorset.h"
+
+#include "ado/ado_error.h"
+#include "common/convert.h"
+#include "common/error.h"
+#include "common/text.h"
+#include "data/connection_text.h"
+#include "data/field_value.h"
+#include "platform/dialogs.h"
+#include "platform/files.h"
+#include "platform/locale.h"
+
+namespace quarno::data {
+namespace {
+
+constexpr const char* kFileMissing = "File not found !";
+
+}  // namespace
+
+CRecorset::CRecorset() : error_(make<CError>()), connection_(make<ado::Connection>()) {}
+
+void CRecorset::tell(const char* text) const {
+  if (show_messages) platform::dialogs().message_box(text, {}, platform::BoxIcon::none);
+}
+
+// The checks of a kind, before anything is opened. Only a missing desktop file raises, and only without
+// messages.
+bool CRecorset::settings_name_a_source() {
+  switch (settings.kind) {
+    case Conn_ODBC:
+      if (!text::trim(settings.server).empty()) return true;
+      tell("DSN non specificato");
+      return false;
+    case Conn_Jet:
+      if (!platform::files().find(settings.database).empty()) return true;
+      tell(kFileMissing);
+      if (!show_messages) {
+        throw Error(static_cast<std::int32_t>(RunTime::file_not_found), kFileMissing, "CorvexFwk");
+      }
+      return false;
+    case Conn_DB3:
+      if (!platform::files().find(settings.database + "\\*.dbf").empty()) return true;
+      tell("Database non trovato !");
+      return false;
+    default: return true;
+  }
+}
+
+void CRecorset::ensure_open() {
+  if (connection_->is_open()) return;
+  if (is_sql_server_family(settings.kind)) settings.version = text::upper(settings.version);
+  if (!settings_name_a_source()) return;
+  if (ping_on_open) {
+    throw Error(static_cast<std::int32_t>(RunTime::unsupported_action),
+                "PingOnOpen needs the ping service, which this version does not have.", "CData-Initialize");
+  }
+  connection_->set_ConnectionString(connection_text(settings));
+  if (password_is_property(settings)) {
+    connection_->Properties()->Item("Jet OLEDB:Database Password")->Value = settings.file_password;
+  }
+  connection_->Open();
+  if (!recordset_) recordset_ = make<ado::Recordset>();
+}
+
+std::string CRecorset::composed_select(SelectParts parts) {
+  const bool qualified = settings.kind == Conn_SQL && table.find('.') == std::string::npos;
+  if (qualified && text::trim(settings.owner).empty()) settings.owner = "dbo";
+  parts.table = qualified_table(settings, table);
+  return select_text(parts);
+}
+
+void CRecorset::open_recordset(const std::string& statement) {
+  ensure_open();
+  if (!recordset_) recordset_ = make<ado::Recordset>();
+  close_recordset();
+  recordset_->set_CursorType(cursor_type);
+  recordset_->set_CursorLocation(cursor_location);
+  recordset_->set_LockType(lock_type);
+  past_end_ = false;
+  if (!connection_->is_open()) throw ado::model_error(ado::Model::invalid_connection);
+  recordset_->set_ActiveConnection(Ptr<automation::Object>(connection_.get()));
+  recordset_->Open(statement, Variant(), ado::adOpenUnspecified, ado::adLockUnspecified, execute_options);
+  editing_ = false;
+}
+
+void CRecorset::close_recordset() {
+  if (!is_recordset_open()) return;
+  // Closing during an edit is refused; what was not saved is dropped.
+  if (editing_ || recordset_->EditMode() != ado::adEditNone) recordset_->CancelUpdate();
+  editing_ = false;
+  recordset_->Close();
+}
+
+ado::Recordset& CRecorset::open_rows() const {
+  if (!is_recordset_open()) throw ado::model_error(ado::Model::object_closed);
+  return *recordset_;
+}
+
+bool CRecorset::move_next() {
+  ado::Recordset& rows = open_rows();
+  past_end_ = false;
+  if (rows.at_eof()) return false;
+  rows.MoveNext();
+  if (!rows.at_eof()) return true;
+  past_end_ = true;
+  rows.MovePrevious();
+  return false;
+}
+
+bool CRecorset::move_previous() {
+  ado::Recordset& rows = open_rows();
+  past_end_ = false;
+  if (rows.at_bof()) return false;
+  rows.MovePrevious();
+  if (!rows.at_bof()) return true;
+  rows.MoveNext();
+  return false;
+}
+
+bool CRecorset::is_eof() const { return !is_recordset_open() || past_end_ || recordset_->at_eof(); }
+
+bool CRecorset::on_row() const {
+  return is_recordset_open() && !recordset_->at_bof() && !recordset_->at_eof();
+}
+
+Variant CRecorset::field_value(std::string_view name) const {
+  if (!on_row()) return {};
+  const std::size_t index = recordset_->column_index(text::trim(name));
+  Variant value = recordset_->value(index);
+  return value.is_null() ? null_substitute(recordset_->columns()[index].type, init_date) : value;
+}
+
+void CRecorset::set_field_value(std::string_view name, const Variant& value) {
+  if (!is_recordset_open()) return;
+  const std::size_t index = recordset_->column_index(text::trim(name));
+  const ado::Column& info = recordset_->columns()[index];
+  // The data source numbers it.
+  if (info.auto_increment) return;
+  const auto stored = value_to_store(info.type, info.defined_size, value, platform::locale());
+  if (!stored) return;
+  recordset_->set_value(index, *stored);
+  editing_ = true;
+}
+
+const ado::Column& CRecorset::column(std::string_view name) const {
+  const ado::Recordset& rows = open_rows();
+  return rows.columns()[rows.column_index(text::trim(name))];
+}
+
+void CRecorset::add_new() {
+  if (!is_recordset_open()) open_recordset("Select * from " + table + " WHERE 1=0");
+  open_rows().AddNew();
+  editing_ = true;
+}
+
+void CRecorset::update() { open_rows().Update(); }
+
+bool CRecorset::delete_row() {
+  if (!on_row()) return false;
+  recordset_->Delete();
+  return true;
+}
+
+void CRecorset::execute(const std::string& statement, std::int32_t timeout_seconds, std::int32_t& affected) {
+  ensure_open();
+  connection_->set_CommandTimeout(timeout_seconds);
+  connection_->Execute(statement, affected, execute_options);
+}
+
+std::int32_t CRecorset::last_row_id() {
+  ensure_open();
+  auto rows = make<ado::Recordset>();
+  rows->set_ActiveConnection(Ptr<automation::Object>(connection_.get()));
+  rows->Open("SELECT @@Identity", Variant(), ado::adOpenForwardOnly, ado::adLockReadOnly);
+  if (rows->at_eof()) return -1;
+  const Variant value = rows->value(0);
+  return value.is_null() ? -1 : to_int32(value, platform::locale());
+}
+
+}  // namespace quarno::data

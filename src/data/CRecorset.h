@@ -1,0 +1,82 @@
+// The worker behind CData: it owns the connection, which it opens when it is first needed, and the current
+// recordset. Its members raise; CData turns that into results.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "ado/Connection.h"
+#include "ado/Recordset.h"
+#include "common/variant.h"
+#include "data/CError.h"
+#include "data/connection_settings.h"
+#include "data/select_text.h"
+
+namespace quarno::data {
+
+class CRecorset {
+ public:
+  CRecorset();
+
+  ConnectionSettings settings;
+  std::int32_t cursor_type = ado::adOpenDynamic;
+  std::int32_t cursor_location = ado::adUseClient;
+  std::int32_t lock_type = ado::adLockOptimistic;
+  std::int32_t execute_options = 0;
+  bool show_messages = true;
+  bool ping_on_open = false;
+  bool init_date = false;  // substitute for null dates
+  bool connection_switch = true;
+  std::string table;  // of the next composed query
+
+  const Ptr<CError>& error() const { return error_; }
+  const Ptr<ado::Connection>& connection() const { return connection_; }
+  void adopt_connection(Ptr<ado::Connection> connection) { connection_ = std::move(connection); }
+  const Ptr<ado::Recordset>& recordset() const { return recordset_; }
+
+  /// Opens the connection when it is closed. A setting that names nothing ends it without an error where that
+  /// is the rule: the operation that needed the connection then fails on the closed one.
+  void ensure_open();
+  /// Turns the switch back when it was turned.
+  void turn_connection_switch() { connection_switch = false; }
+
+  /// Composes from the parts (their table is set from `table`); stores "dbo" as the owner where one is
+  /// needed.
+  std::string composed_select(SelectParts parts);
+  void open_recordset(const std::string& statement);
+  void close_recordset();
+  bool is_recordset_open() const { return recordset_ && recordset_->is_open(); }
+
+  // Each moves, or stays on the last (first) row and answers false.
+  bool move_next();
+  bool move_previous();
+  void move_first() { open_rows().MoveFirst(); }
+  void move_last() { open_rows().MoveLast(); }
+  bool is_eof() const;
+  /// Empty when there is no current row to read.
+  Variant field_value(std::string_view name) const;
+  void set_field_value(std::string_view name, const Variant& value);
+
+  void add_new();
+  void update();
+  bool delete_row();
+  void execute(const std::string& statement, std::int32_t timeout_seconds, std::int32_t& affected);
+  std::int32_t last_row_id();
+
+  /// The open recordset; raises 3704 when there is none.
+  ado::Recordset& open_rows() const;
+  const ado::Column& column(std::string_view name) const;
+
+ private:
+  bool settings_name_a_source();
+  void tell(const char* text) const;
+  bool on_row() const;
+
+  Ptr<CError> error_;
+  Ptr<ado::Connection> connection_;
+  Ptr<ado::Recordset> recordset_;
+  bool editing_ = false;   // a row is being added or edited
+  bool past_end_ = false;  // MoveNext ran past the last row, or MovePrev past the first
+};
+
+}  // namespace quarno::data
