@@ -1,0 +1,249 @@
+// The object model over a scripted source: what a real engine does rarely, on demand.
+#include "ado/Recordset.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "ado/Connection.h"
+#include "ado/Fields.h"
+#include "ado/ado_error.h"
+#include "support/outcome.h"
+
+namespace quarno::ado {
+namespace {
+
+struct Script {
+  int rows = 3;
+  int fail_at_row = -1;
+  std::int64_t affected = 1;
+  std::vector<std::string> written;
+  std::vector<std::size_t> parameter_counts;
+  bool fail_write = false;
+  int level = 0;
+};
+Script* g_script = nullptr;
+
+Error lost() { return provider_error(kUnspecified, "connection lost", "Scripted"); }
+
+class ScriptedRows : public Rows {
+ public:
+  ScriptedRows() {
+    for (const char* name : {"ID", "Name"}) {
+      Column column;
+      column.name = column.base_column = name;
+      column.base_table = "T";
+      column.type = columns_.empty() ? DataType::integer : DataType::var_wchar;
+      column.defined_size = 10;
+      column.key = columns_.empty();
+      columns_.push_back(column);
+    }
+  }
+  const std::vector<Column>& columns() const override { return columns_; }
+  std::size_t fetch(ColumnStore& store, std::size_t) override {
+    if (next_ == g_script->fail_at_row) throw lost();
+    if (next_ == g_script->rows) return 0;
+    store.column(0).append_integer(++next_);
+    store.column(1).append_text("n" + std::to_string(next_));
+    return 1;
+  }
+
+ private:
+  std::vector<Column> columns_;
+  int next_ = 0;
+};
+
+class ScriptedSession : public Session {
+ public:
+  Outcome execute(const std::string& statement, std::int32_t) override {
+    if (statement.starts_with("SELECT")) return {std::make_unique<ScriptedRows>(), -1};
+    return {nullptr, 5};
+  }
+  std::int64_t write(const std::string& statement, std::span<const Variant> parameters,
+                     std::int64_t) override {
+    if (g_script->fail_write) throw lost();
+    g_script->written.push_back(statement);
+    g_script->parameter_counts.push_back(parameters.size());
+    return g_script->affected;
+  }
+  std::int64_t last_identity() override { return 77; }
+  void begin() override { ++g_script->level; }
+  void commit() override { --g_script->level; }
+  void rollback() override { --g_script->level; }
+  int transaction_level() const override { return g_script->level; }
+  bool is_alive() override { return true; }
+  const Dialect& dialect() const override { return dialect_; }
+
+ private:
+  Dialect dialect_;
+};
+
+class ScriptedProvider : public Provider {
+ public:
+  std::unique_ptr<Session> open(const ConnectionString& text, std::int32_t) const override {
+    if (text.find("Refuse")) throw provider_error(kLoginFailed, "Login failed.", "Scripted");
+    return std::make_unique<ScriptedSession>();
+  }
+};
+
+}  // namespace
+
+// This program brings a provider of its own instead of the library's.
+const Provider* find_provider(const ConnectionString& text) {
+  static const ScriptedProvider provider;
+  return text.find("Provider").value_or("") == "Scripted" ? &provider : nullptr;
+}
+
+namespace {
+
+class RecordsetTest : public ::testing::Test {
+ protected:
+  void SetUp() override { g_script = &script; }
+
+  Ptr<Recordset> opened(std::int32_t lock = adLockOptimistic) {
+    if (!connection->is_open()) connection->Open("Provider=Scripted");
+    auto rows = make<Recordset>();
+    rows->Open("SELECT * FROM T", Variant(connection), adOpenDynamic, lock);
+    return rows;
+  }
+  static int error(const std::function<void()>& work) {
+    return test::error_of([&] {
+      work();
+      return 0;
+    });
+  }
+  static constexpr int number(Model model) { return full_number(model); }
+
+  Script script;
+  Ptr<Connection> connection = make<Connection>();
+};
+
+TEST_F(RecordsetTest, ConnectionFollowsItsStates) {
+  EXPECT_EQ(error([&] { connection->Close(); }), number(Model::object_closed));
+  EXPECT_EQ(error([&] { connection->Execute("X"); }), number(Model::object_closed));
+  EXPECT_EQ(error([&] { connection->Open("Provider=Nobody"); }), number(Model::provider_not_found));
+  EXPECT_EQ(connection->Errors()->Count(), 0) << "the model's own errors do not stand there";
+  EXPECT_EQ(error([&] { connection->Open("Provider=Scripted;Refuse=1"); }), kLoginFailed);
+  EXPECT_EQ(connection->Errors()->Item(0)->Number(), kLoginFailed);
+  EXPECT_EQ(error([&] { connection->Errors()->Item(1); }), number(Model::item_not_found));
+  connection->Open("Provider=Scripted");
+  EXPECT_EQ(error([&] { connection->Open(); }), number(Model::object_open));
+  std::int32_t affected = 0;
+  EXPECT_EQ(connection->Execute("UPDATE", affected)->State(), 0);
+  EXPECT_EQ(affected, 5);
+  EXPECT_EQ(connection->BeginTrans(), 1);
+  EXPECT_EQ(error([&] { connection->Close(); }), number(Model::in_transaction));
+  connection->RollbackTrans();
+  const auto rows = opened();
+  connection->Close();
+  EXPECT_EQ(rows->State(), 0) << "recordsets close with their connection";
+}
+
+TEST_F(RecordsetTest, MovesKeepTheRulesAtBothEnds) {
+  const auto rows = opened();
+  EXPECT_EQ(rows->RecordCount(), 3);
+  EXPECT_EQ(rows->CursorType(), adOpenStatic) << "a client cursor is static, whatever was asked";
+  rows->MovePrevious();
+  EXPECT_TRUE(rows->at_bof());
+  EXPECT_EQ(rows->AbsolutePosition(), adPosBOF);
+  EXPECT_EQ(error([&] { rows->MovePrevious(); }), number(Model::no_current_record));
+  EXPECT_EQ(error([&] { rows->value(0); }), number(Model::no_current_record));
+  rows->Move(2);
+  EXPECT_EQ(rows->value(0), Variant(std::int32_t{2}));
+  rows->Move(10);
+  EXPECT_TRUE(rows->at_eof());
+  EXPECT_EQ(error([&] { rows->MoveNext(); }), number(Model::no_current_record));
+  rows->MoveLast();
+  EXPECT_EQ(rows->value(rows->column_index("NAME")), Variant("n3"));
+  script.rows = 0;
+  const auto empty = opened();
+  EXPECT_TRUE(empty->at_bof() && empty->at_eof());
+  for (const auto move :
+       {&Recordset::MoveFirst, &Recordset::MoveLast, &Recordset::MoveNext, &Recordset::MovePrevious}) {
+    EXPECT_EQ(error([&] { ((*empty).*move)(); }), number(Model::no_current_record));
+  }
+}
+
+TEST_F(RecordsetTest, EditsStayOpenUntilTheSourceTookThem) {
+  const auto rows = opened();
+  rows->set_value(1, "x");
+  EXPECT_EQ(rows->EditMode(), adEditInProgress);
+  EXPECT_EQ(rows->value(1), Variant("x"));
+  EXPECT_EQ(rows->original_value(1), Variant("n1"));
+  EXPECT_EQ(error([&] { rows->Close(); }), number(Model::illegal_operation));
+  script.fail_write = true;
+  EXPECT_EQ(error([&] { rows->MoveNext(); }), kUnspecified);
+  EXPECT_EQ(rows->EditMode(), adEditInProgress) << "a move that cannot update does not move";
+  EXPECT_EQ(rows->AbsolutePosition(), 1);
+  EXPECT_EQ(connection->Errors()->Item(0)->Description(), "connection lost");
+  script.fail_write = false;
+  script.affected = 0;
+  EXPECT_EQ(error([&] { rows->Update(); }), kConflict);
+  script.affected = 1;
+  rows->Update();
+  EXPECT_EQ(script.written.back(), "UPDATE \"T\" SET \"Name\" = ? WHERE \"ID\" = ? AND \"Name\" = ?");
+  EXPECT_EQ(script.parameter_counts.back(), 3u);
+  EXPECT_EQ(rows->original_value(1), Variant("x"));
+
+  rows->AddNew();
+  EXPECT_TRUE(rows->value(0).is_empty());
+  EXPECT_EQ(rows->RecordCount(), 4);
+  rows->CancelUpdate();
+  EXPECT_EQ(rows->RecordCount(), 3);
+  EXPECT_EQ(rows->value(0), Variant(std::int32_t{1})) << "the row of before is current again";
+  rows->AddNew();
+  rows->set_value(0, std::int16_t{9});
+  rows->Update();
+  EXPECT_EQ(script.written.back(), "INSERT INTO \"T\" (\"ID\") VALUES (?)");
+  EXPECT_EQ(rows->AbsolutePosition(), 4);
+
+  rows->Delete();
+  EXPECT_EQ(error([&] { rows->value(0); }), kDeletedRow);
+  EXPECT_EQ(error([&] { rows->Delete(); }), kDeletedRow);
+  rows->MovePrevious();
+  EXPECT_EQ(rows->RecordCount(), 3);
+  EXPECT_EQ(rows->value(0), Variant(std::int32_t{3}));
+
+  const auto read_only = opened(adLockReadOnly);
+  EXPECT_EQ(error([&] { read_only->AddNew(); }), number(Model::feature_not_available));
+  EXPECT_EQ(error([&] { read_only->set_value(0, 1); }), number(Model::feature_not_available));
+}
+
+TEST_F(RecordsetTest, FailureWhileFetchingLeavesItClosed) {
+  script.fail_at_row = 2;
+  const auto rows = make<Recordset>();
+  connection->Open("Provider=Scripted");
+  EXPECT_EQ(error([&] { rows->Open("SELECT 1", Variant(connection)); }), kUnspecified);
+  EXPECT_EQ(rows->State(), 0);
+  script.fail_at_row = -1;
+  rows->Open("SELECT 1", Variant(connection));
+  EXPECT_EQ(rows->RecordCount(), 3);
+  EXPECT_EQ(error([&] { make<Recordset>()->Open("SELECT 1", Variant()); }),
+            number(Model::invalid_connection));
+}
+
+TEST_F(RecordsetTest, FieldsAreTheSameObjectAndEndWithTheirColumns) {
+  auto rows = opened();
+  const auto fields = rows->Fields();
+  EXPECT_EQ(fields, rows->Fields());
+  const auto name = fields->Item("name");
+  EXPECT_EQ(name, fields->Item(std::int16_t{1}));
+  EXPECT_EQ(name, fields->Item(0.6)) << "a position with decimals is rounded";
+  EXPECT_EQ(name->Value(), Variant("n1"));
+  name->set_Value("new");
+  EXPECT_EQ(name->OriginalValue(), Variant("n1"));
+  EXPECT_EQ(name->ActualSize(), 3);
+  rows->CancelUpdate();
+  for (const Variant& wrong :
+       {Variant(std::int16_t{2}), Variant(std::int16_t{-1}), Variant("none"), Variant()}) {
+    EXPECT_EQ(error([&] { fields->Item(wrong); }), number(Model::item_not_found));
+  }
+  EXPECT_EQ(name->Properties()->Item("keycolumn")->Value, Variant(false));
+  rows->Requery();
+  EXPECT_EQ(error([&] { name->Value(); }), number(Model::object_not_set));
+  rows = nullptr;  // a field keeps its recordset
+  EXPECT_EQ(fields->Item("ID")->Value(), Variant(std::int32_t{1}));
+}
+
+}  // namespace
+}  // namespace quarno::ado

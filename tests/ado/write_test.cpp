@@ -1,0 +1,65 @@
+// Statements the model writes, and values on their way into a column.
+#include <gtest/gtest.h>
+
+#include "ado/ado_error.h"
+#include "ado/field_conversion.h"
+#include "ado/write_statement.h"
+#include "common/convert.h"
+#include "support/outcome.h"
+
+namespace quarno::ado {
+namespace {
+
+TEST(WriteStatement, QuotesNamesAndTakesValuesAsParameters) {
+  const Dialect plain;
+  const Dialect brackets{"[", "]"};
+  const std::string_view two[] = {"A", "B\"C"};
+  const Criterion criteria[] = {{"K", false}, {"N", true}};
+  EXPECT_EQ(insert_text(plain, "T", two), "INSERT INTO \"T\" (\"A\", \"B\"\"C\") VALUES (?, ?)");
+  EXPECT_EQ(insert_text(plain, "T", {}), "INSERT INTO \"T\" DEFAULT VALUES");
+  EXPECT_EQ(update_text(brackets, "T]x", {two, 1}, criteria),
+            "UPDATE [T]]x] SET [A] = ? WHERE [K] = ? AND [N] IS NULL");
+  EXPECT_EQ(delete_text(plain, "T", criteria), "DELETE FROM \"T\" WHERE \"K\" = ? AND \"N\" IS NULL");
+}
+
+TEST(FieldConversion, GivesTheColumnsTypeOrTheModelsError) {
+  struct Row {
+    DataType type;
+    std::int64_t size;
+    Variant value;
+    const char* expected;  // text of the result, or "!" and the error
+  };
+  const int mismatch = full_number(Model::data_conversion);
+  const Row rows[] = {
+      {DataType::integer, 4, Variant("12"), "12"},
+      {DataType::integer, 4, Variant(2.5), "2"},
+      {DataType::integer, 4, Variant(3e9), "!-2147217887"},
+      {DataType::integer, 4, Variant("x"), "mismatch"},
+      {DataType::small_int, 2, Variant(std::int32_t{40000}), "!-2147217887"},
+      {DataType::unsigned_tiny_int, 1, Variant(std::int16_t{-1}), "!-2147217887"},
+      {DataType::currency, 8, Variant("1.00005"), "1"},
+      {DataType::currency, 8, Variant("1.00015"), "1.0002"},
+      {DataType::boolean, 2, Variant(std::int16_t{-1}), "True"},
+      {DataType::boolean, 2, Variant(""), "mismatch"},
+      {DataType::var_wchar, 3, Variant("èèè"), "èèè"},
+      {DataType::var_wchar, 3, Variant("abcd"), "!-2147217887"},
+      {DataType::long_var_wchar, 3, Variant("abcd"), "abcd"},
+      {DataType::var_binary, 3, Variant("abc"), "mismatch"},
+      {DataType::date, 8, Variant("2015-01-05 14:07:33"), "05/01/2015 14:07:33"},
+      {DataType::date, 8, Variant::Array{}, "mismatch"},
+  };
+  for (const Row& row : rows) {
+    Column column;
+    column.type = row.type;
+    column.defined_size = row.size;
+    const std::string expected =
+        std::string(row.expected) == "mismatch" ? "!" + std::to_string(mismatch) : std::string(row.expected);
+    EXPECT_EQ(test::outcome([&] { return to_text(coerced(row.value, column, {}), {}); }), expected);
+  }
+  Column column;
+  EXPECT_TRUE(coerced(Variant(), column, {}).is_null());
+  EXPECT_TRUE(coerced(Variant::null(), column, {}).is_null());
+}
+
+}  // namespace
+}  // namespace quarno::ado

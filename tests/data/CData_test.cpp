@@ -1,0 +1,228 @@
+#include "data/CData.h"
+
+#include <gtest/gtest.h>
+
+#include "ado/ado_error.h"
+#include "common/error.h"
+#include "platform/fake/fakes.h"
+#include "support/outcome.h"
+#include "support/temp_folder.h"
+
+namespace quarno {
+namespace {
+
+constexpr const char* kLog = "QuarnoLog.txt";
+
+class CDataTest : public ::testing::Test {
+ protected:
+  void SetUp() override { reach(*data, database); }
+
+  void reach(CData& object, const std::string& path) {
+    object.m_LogPath = folder.path();
+    object.SetMessages(true);
+    object.SetDBType(data::Conn_Jet);
+    object.SetDatabase(path);
+  }
+  void make_table() {
+    ASSERT_TRUE(
+        data->ExecuteSQL("CREATE TABLE T (ID INTEGER PRIMARY KEY, V DOUBLE, S VARCHAR(5), D DATETIME)"));
+    data->m_Tabella = "T";
+  }
+  void add(int id, const Variant& value) {
+    data->AddNew();
+    data->SetPound("ID", id);
+    data->SetPound("V", value);
+    ASSERT_TRUE(data->Save()) << data->Err_Description();
+  }
+  std::string log() const { return test::bytes_of(folder / kLog); }
+  std::size_t log_lines() const {
+    const std::string text = log();
+    return text == "<missing>" ? 0 : static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
+  }
+
+  test::TempFolder folder;
+  std::string database = folder.put("a.db", "");
+  // The library's own folder, where the log goes by default.
+  platform::fake::FixedModulePath module{folder / "CorvexFwk.so"};
+  platform::ScopedPort<platform::ModulePath> module_in_place{module};
+  platform::fake::RecordingDialogs dialogs;
+  platform::ScopedPort<platform::Dialogs> dialogs_in_place{dialogs};
+  platform::fake::FixedClock clock{{2024, 1, 5, 14, 7, 33, 0}};
+  platform::ScopedPort<platform::Clock> clock_in_place{clock};
+  Ptr<CData> data = make<CData>();
+};
+
+TEST_F(CDataTest, SettingsReadBackAsTheyWereSet) {
+  CData fresh;
+  EXPECT_EQ(fresh.GetDBType(), -1);
+  EXPECT_EQ(fresh.m_SelectCampi, "*");
+  EXPECT_TRUE(fresh.GetMessages());
+  fresh.SetDBType(data::Conn_Oracle);
+  fresh.SetDBType(-1);
+  EXPECT_EQ(fresh.GetDBType(), -1);
+  fresh.SetServer("srv");
+  EXPECT_TRUE(fresh.SetDatabase("db", "u", "p", "  j ").is_empty());
+  EXPECT_EQ(fresh.m_Database + fresh.GetServer() + fresh.GetDatabaseUID() + fresh.GetDatabasePwd(),
+            "dbsrvup");
+  EXPECT_EQ(fresh.GetDatabaseAccessPwd(), "j");
+  // The kind stays Oracle for the worker: its string is what the failed open leaves behind.
+  fresh.SetMessages(false);
+  EXPECT_FALSE(fresh.AccessQuery("SELECT 1"));
+  EXPECT_EQ(fresh.Err_Number(), ado::full_number(ado::Model::provider_not_found));
+  EXPECT_EQ(fresh.GetConnection()->ConnectionString(),
+            "Provider=OraOLEDB.Oracle.1;Persist Security Info=False;User ID=u;Password=p;Data Source=srv");
+
+  CData server;
+  server.SetMessages(false);
+  server.SetDatabase("D");
+  server.SetDBVersion("trust");
+  server.m_Tabella = "T";
+  EXPECT_FALSE(server.Selection());
+  EXPECT_EQ(server.GetDBVersion(), "TRUST");
+  EXPECT_NE(server.GetConnection()->ConnectionString().find("Integrated Security=SSPI"), std::string::npos);
+}
+
+TEST_F(CDataTest, ChecksOfAKindComeBeforeOpening) {
+  CData object;
+  object.SetDBType(data::Conn_ODBC);
+  EXPECT_FALSE(object.AccessQuery("SELECT 1"));
+  ASSERT_EQ(dialogs.boxes.size(), 2u);
+  EXPECT_EQ(dialogs.boxes[0], "DSN non specificato");
+  EXPECT_EQ(object.Err_Number(), ado::full_number(ado::Model::invalid_connection))
+      << "it failed on the closed connection";
+  object.SetDBType(data::Conn_Jet);
+  object.SetDatabase(folder / "none.db");
+  dialogs.boxes.clear();
+  EXPECT_FALSE(object.AccessQuery("SELECT 1"));
+  EXPECT_EQ(dialogs.boxes.at(0), "File not found !");
+  object.SetMessages(false);
+  dialogs.boxes.clear();
+  EXPECT_FALSE(object.AccessQuery("SELECT 1"));
+  EXPECT_TRUE(dialogs.boxes.empty());
+  EXPECT_EQ(object.Err_Number(), 53);
+  EXPECT_EQ(object.Err_Description(), "File not found !");
+  object.SetDBType(data::Conn_DB3);
+  object.SetMessages(true);
+  EXPECT_FALSE(object.AccessQuery("SELECT 1"));
+  EXPECT_EQ(dialogs.boxes.at(0), "Database non trovato !");
+}
+
+TEST_F(CDataTest, WritesWalksAndReads) {
+  make_table();
+  for (int i = 1; i <= 3; ++i) add(i, i * 1.5);
+  std::string columns;
+  std::string where;
+  data->m_SelectWhere = "V > 1";
+  data->m_SelectOrder = "ID DESC";
+  ASSERT_TRUE(data->Selection(columns, where));
+  EXPECT_EQ(columns, "*");
+  EXPECT_EQ(where, "V > 1");
+  EXPECT_EQ(data->GetFieldsName(), "ID,V,S,D");
+  EXPECT_EQ(data->GetFieldType("S"), 202);
+  EXPECT_EQ(data->GetFieldSize("S"), 5);
+  std::string walked;
+  while (!data->IsEof()) {
+    walked += std::to_string(*data->GetPound(" id ").get_if<std::int32_t>());
+    if (!data->MoveNext()) break;
+  }
+  EXPECT_EQ(walked, "321");
+  EXPECT_TRUE(data->IsEof());
+  EXPECT_EQ(data->GetPound("ID"), Variant(std::int32_t{1})) << "the last row stays current";
+  EXPECT_TRUE(data->GetPound("S").is_empty()) << "null in a wide text";
+  EXPECT_TRUE(data->GetPoundPos(3).is_empty());
+  data->set_m_InitDate(true);
+  EXPECT_EQ(data->GetValuePos(3), Variant(Date{-657434.0}));
+
+  EXPECT_TRUE(data->MovePrev());
+  data->SetPoundPos(2, "abcdefg");
+  data->SetPound("V", "abc");
+  EXPECT_TRUE(data->Save());
+  EXPECT_EQ(data->GetValue("S"), Variant("abcde"));
+  EXPECT_EQ(data->GetValue("V"), Variant(3.0));
+  EXPECT_TRUE(data->Delete());
+  std::string fast;
+  ASSERT_TRUE(data->SelectionFast(fast));
+  EXPECT_EQ(fast, "SELECT *  FROM T WHERE V > 1 ORDER BY ID DESC");
+  EXPECT_EQ(data->RecordCount(), 2);
+  data->CloseRs();
+  EXPECT_TRUE(data->IsEof());
+  EXPECT_TRUE(data->GetPound("ID").is_empty()) << "reading a closed query is no failure";
+  EXPECT_EQ(data->Err_Number(), 0);
+  EXPECT_FALSE(data->Delete());
+  EXPECT_EQ(data->Err_Number(), 0);
+}
+
+TEST_F(CDataTest, EachFailureIsRecordedLoggedShownAndRaisedWhenAsked) {
+  make_table();
+  ASSERT_TRUE(data->Selection());
+  add(1, 1.0);
+  const auto record = data->GetErrObj();
+  EXPECT_TRUE(data->GetValue("NONE").is_empty());
+  EXPECT_EQ(data->Err_Description(), "Field not found !");
+  EXPECT_EQ(data->Err_Source(), "CRecord");
+  EXPECT_EQ(record, data->GetErrObj());
+  EXPECT_EQ(record->m_Number, ado::full_number(ado::Model::item_not_found));
+  EXPECT_EQ(current_error().number, record->m_Number);
+  EXPECT_EQ(log(), "05/01/2024 14:07:33\tGetValue\tCRecord\t-2146825023\tField not found !\r\n");
+  EXPECT_EQ(dialogs.boxes.at(0),
+            "GetValue - \r\nNumber : -2146825023\r\nSource : CRecord\r\nDescription : Field not found !");
+
+  data->AddNew();
+  data->SetPound("ID", 1);
+  EXPECT_FALSE(data->Save());
+  EXPECT_EQ(record->m_Description, "Duplicated Key!");
+  EXPECT_NE(log().find("\tCRecord-Save \t"), std::string::npos);
+  data->CloseRs();
+
+  // Only ExecuteSQL's log line can be switched off.
+  data->SetMessages(false);
+  dialogs.boxes.clear();
+  const std::size_t before = log_lines();
+  data->set_Log_Activate(false);
+  EXPECT_FALSE(data->ExecuteSQL("SELEC"));
+  EXPECT_EQ(log_lines(), before);
+  EXPECT_FALSE(data->AccessQuery("SELEC"));
+  EXPECT_EQ(log_lines(), before + 1);
+  EXPECT_TRUE(dialogs.boxes.empty());
+
+  data->set_Log_Activate(true);
+  EXPECT_FALSE(data->Log_Activate());
+  EXPECT_TRUE(data->Err_Activate()) << "reading Log_Activate copies it there";
+  EXPECT_EQ(test::error_of([&] { return data->ExecuteSQL("SELEC"); }), ado::kErrorsInCommand);
+}
+
+TEST_F(CDataTest, LogPathIsTheThreadsAndTakenAtSetMessages) {
+  const test::TempFolder elsewhere;
+  CData object;
+  object.m_LogPath = elsewhere.path();
+  object.AccessQuery("SELECT 1");
+  EXPECT_EQ(log_lines(), 1u) << "beside the library: SetMessages was not called yet";
+  object.SetMessages(false);
+  object.AccessQuery("SELECT 1");
+  EXPECT_EQ(log_lines(), 1u);
+  EXPECT_NE(test::bytes_of(elsewhere / kLog), "<missing>");
+  object.m_LogPath = elsewhere / "missing";
+  object.SetMessages(false);
+  EXPECT_FALSE(object.AccessQuery("SELECT 1")) << "a log that cannot be written changes nothing else";
+}
+
+TEST_F(CDataTest, TransactionsAndExecuteSql) {
+  make_table();
+  std::int32_t affected = -5;
+  data->TransBegin();
+  ASSERT_TRUE(data->ExecuteSQL("INSERT INTO T (ID) VALUES (1), (2)", 30, affected));
+  EXPECT_EQ(affected, 2);
+  data->TransRollBack();
+  data->TransCommit();
+  EXPECT_EQ(data->Err_Number(), ado::kNoTransaction);
+  ASSERT_TRUE(data->Selection());
+  EXPECT_EQ(data->RecordCount(), 0);
+  EXPECT_TRUE(data->IsConnectionOpen());
+  data->CloseConnection();
+  EXPECT_FALSE(data->IsConnectionOpen());
+  EXPECT_TRUE(data->IsEof());
+  EXPECT_TRUE(data->Refresh()) << "the next need opens it again";
+}
+
+}  // namespace
+}  // namespace quarno

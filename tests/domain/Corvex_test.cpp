@@ -1,0 +1,193 @@
+#include "domain/Corvex.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "common/error.h"
+#include "platform/fake/fakes.h"
+#include "support/temp_folder.h"
+
+namespace quarno {
+namespace {
+
+using platform::ScopedPort;
+using platform::fake::FixedClock;
+using platform::fake::FixedLocale;
+using test::bytes_of;
+
+const Variant kCodes = "'00','VAL'";
+
+class CorvexTest : public ::testing::Test {
+ protected:
+  test::TempFolder folder_;
+  FixedLocale italian_{FixedLocale::italian()};
+  FixedClock clock_{{2024, 1, 5, 14, 7, 33}};
+  ScopedPort<platform::Locale> locale_scope_{italian_};
+  ScopedPort<platform::Clock> clock_scope_{clock_};
+  const Corvex corvex_;
+};
+
+TEST_F(CorvexTest, QueryTextIsExact) {
+  const std::string from =
+      "Select AVG(DT_VALUE) as dato FROM MISURE WHERE DT_STATIONCODE = 'E1' AND DT_MeasureCod = 'NOX' ";
+  const std::string hour =
+      "Select * FROM MISURE WHERE DT_STATIONCODE = 'E1' AND DT_MeasureCod = 'NOX' AND DT_DATE = '20240105' "
+      "AND DT_HOUR = '10' ";
+  // The validity clause of the day's and the month's query, that of the hour's, which has it even without a
+  // column, and the plant-state clause.
+  // clang-format off
+  const struct { const char* column; Variant condition, plant_state; const char *valid, *of_hour, *state; } rows[] = {
+      {"C", kCodes, "1", "AND C IN ('00','VAL') ", "AND C IN ('00','VAL') ", "AND (DT_Custom1 = 1)"},
+      {"", kCodes, "1", "", "AND  IN ('00','VAL') ", "AND (DT_Custom1 = 1)"},
+      {"C", Variant::null(), "1", "", "", "AND (DT_Custom1 = 1)"},
+      {"C", Variant(), Variant(), "AND C IN () ", "AND C IN () ", "AND (DT_Custom1 = )"},
+      {"C", "", Variant::null(), "AND C IN () ", "AND C IN () ", ""},
+      {"C", "a'b", "'x'", "AND C IN (a'b) ", "AND C IN (a'b) ", "AND (DT_Custom1 = 'x')"},
+  };
+  // clang-format on
+  for (const auto& row : rows) {
+    const std::string state = *row.state == '\0' ? "" : std::string(row.state) + " ";
+    EXPECT_EQ(corvex_.DatoGiorno("MISURE", "AVG", "E1", "20240105", "NOX", "DT_VALUE", row.column,
+                                 row.condition, row.plant_state),
+              Variant(from + "AND DT_DATE = '20240105' " + row.valid + state + "GROUP by dt_date"));
+    EXPECT_EQ(corvex_.DatoMese("MISURE", "AVG", "E1", "202401", "NOX", "DT_VALUE", row.column, row.condition,
+                               row.plant_state),
+              Variant(from + "AND DT_DATE LIKE '202401%' " + row.valid + state));
+    EXPECT_EQ(corvex_.DatoOra("MISURE", "E1", "20240105", "10", "NOX", "unused", row.column, row.condition,
+                              row.plant_state),
+              Variant(hour + row.of_hour + row.state));
+  }
+}
+
+TEST_F(CorvexTest, AConditionThatIsNoTextGivesNoQuery) {
+  for (const Variant& bad :
+       {Variant(1), Variant(1.5), Variant(true), Variant(Date{1}), Variant(Variant::Bytes{1})}) {
+    EXPECT_EQ(corvex_.DatoGiorno("T", "MAX", "S", "D", "P", "V", "C", bad, "1"), Variant());
+    EXPECT_EQ(corvex_.DatoMese("T", "MAX", "S", "D", "P", "V", "C", kCodes, bad), Variant());
+    EXPECT_EQ(corvex_.DatoOra("T", "S", "D", "H", "P", "V", "", bad, Variant::null()), Variant());
+    // Without a column the condition is not looked at.
+    EXPECT_TRUE(corvex_.DatoGiorno("T", "MAX", "S", "D", "P", "V", "", bad, "1").is_text());
+  }
+}
+
+TEST_F(CorvexTest, StatusCodesAreExact) {
+  const struct {
+    const char* status;
+    bool valid, substituted;
+    const char* flag;  // in the export file
+  } rows[] = {{"00", true, false, "S"},   {"VAL", true, false, "S"},  {"20", false, true, "N"},
+              {"AUX", false, true, "N"},  {"val", false, false, "N"}, {"aux", false, false, "N"},
+              {" 00", false, false, "N"}, {"", false, false, "N"},    {"X", false, false, "X"},
+              {"x", false, false, "N"},   {"000", false, false, "N"}};
+  for (const auto& row : rows) {
+    EXPECT_EQ(corvex_.Valido(row.status), row.valid) << row.status;
+    EXPECT_EQ(corvex_.Sostitutivo(row.status), row.substituted) << row.status;
+    std::string status = row.status;
+    corvex_.ScriviSarvia(folder_ / "none/x", "", "", 0, 0, 0, status, 0, 0, 0, 0);
+    EXPECT_EQ(status, row.flag);  // stored although the file cannot be written
+  }
+}
+
+TEST_F(CorvexTest, HalfHourLabels) {
+  const struct {
+    int hour, minute, second;
+    const char* label;
+  } rows[] = {{10, 31, 0, "10.30"},  {10, 30, 0, "10.00"},  {10, 29, 0, "10.00"}, {0, 0, 0, "00.00"},
+              {23, 59, 59, "23.30"}, {12, 30, 59, "12.00"}, {12, 31, 0, "12.30"}, {9, 5, 0, "09.00"}};
+  for (const auto& row : rows) {
+    const Date date = date_from_civil({2024, 1, 5, row.hour, row.minute, row.second}).value();
+    EXPECT_EQ(corvex_.UltimaMezzora(date), row.label);
+  }
+  EXPECT_EQ(corvex_.UltimaMezzora(Date{-1.75}), "18.00");
+}
+
+TEST_F(CorvexTest, StringToDoubleTrimsTheCallersText) {
+  std::string text = "  2,50 ";
+  EXPECT_EQ(corvex_.StringToDouble(text), 2.5);
+  EXPECT_EQ(text, "2,50");
+  EXPECT_EQ(corvex_.StringToDouble("3.5"), 3.5);
+  text = "  nulla\t ";
+  EXPECT_EQ(corvex_.StringToDouble(text), 0);
+  EXPECT_EQ(text, "nulla\t");
+}
+
+TEST_F(CorvexTest, UsaCartellaMakesOneFolder) {
+  EXPECT_EQ(corvex_.UsaCartella(folder_.path() + "\\Dati"), Variant());
+  EXPECT_TRUE(std::filesystem::is_directory(folder_ / "Dati"));
+  folder_.put("Dati/kept.txt", "x");
+  for (const std::string& path : {folder_ / "Dati", folder_ / "DATI", folder_ / "DATI\\",
+                                  folder_ / "none/sub", folder_ / "Dati/kept.txt", std::string()}) {
+    EXPECT_EQ(corvex_.UsaCartella(path), Variant());
+  }
+  EXPECT_EQ(bytes_of(folder_ / "Dati/kept.txt"), "x");
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder_.path()), {}), 1);
+}
+
+TEST_F(CorvexTest, EventsGoToTheDaysFileOfTheirKind) {
+  const struct {
+    std::int16_t kind;
+    const char* sub_folder;
+  } rows[] = {{1, "Errori"},    {10, "Manutenzione"}, {11, "ManutenzionePLV"},
+              {12, "Taratura"}, {13, "TaraturaPLV"},  {2, "log"}};
+  for (const auto& row : rows) {
+    corvex_.CorvexLog("Inizio taratura", row.kind, folder_.path());
+    EXPECT_EQ(bytes_of(folder_ / (row.sub_folder + std::string("/05-gen24.txt"))),
+              "05/01/2024 14.07.33 Inizio taratura\r\n");
+  }
+  for (const std::int16_t kind : {std::int16_t{0}, std::int16_t{14}})
+    corvex_.CorvexLog("è", kind, folder_.path());
+  EXPECT_EQ(
+      bytes_of(folder_ / "log/05-gen24.txt"),
+      "05/01/2024 14.07.33 Inizio taratura\r\n05/01/2024 14.07.33 \xE8\r\n05/01/2024 14.07.33 \xE8\r\n");
+  clock_.time = date_from_civil({2024, 5, 31, 23, 59, 59}).value();
+  corvex_.CorvexLog("", 1, folder_.path());
+  clock_.time = date_from_civil({2024, 6, 1}).value();
+  corvex_.CorvexLog("dopo", 1, folder_.path());
+  EXPECT_EQ(bytes_of(folder_ / "Errori/31-mag24.txt"), "31/05/2024 23.59.59 \r\n");
+  EXPECT_EQ(bytes_of(folder_ / "Errori/01-giu24.txt"), "01/06/2024 00.00.00 dopo\r\n");
+}
+
+// Midnight between its two readings.
+struct TurningClock : platform::Clock {
+  Date now() override { return readings++ == 0 ? Date{45296.99999} : Date{45297.0}; }
+  int readings = 0;
+};
+
+TEST_F(CorvexTest, TheLineIsStampedWithTheLaterReading) {
+  TurningClock clock;
+  const ScopedPort<platform::Clock> scope(clock);
+  corvex_.CorvexLog("x", 0, folder_.path());
+  EXPECT_EQ(bytes_of(folder_ / "log/05-gen24.txt"), "06/01/2024 00.00.00 x\r\n");
+}
+
+TEST_F(CorvexTest, ExportRecordsAreAppendedByteForByte) {
+  const std::string path = folder_ / "sarvia.txt";
+  std::string validity = "VAL";
+  EXPECT_EQ(corvex_.ScriviSarvia(path, "E1", "05/01/2024", 3, -2, 0, validity, 100, 32767, 0.5, -3.25),
+            Variant(std::int16_t{0}));
+  EXPECT_EQ(validity, "S");
+  corvex_.ScriviSarvia(path, "è|", "", 1, 1, 1, "20", 0, 0, 12, 1e16);
+  corvex_.ScriviSarvia(path, "", "", 0, 0, 0, "X", 0, 0, -0.25, 0);
+  // In the file's own form, which does not follow the locale.
+  EXPECT_EQ(
+      bytes_of(path),
+      "E1|05/01/2024|3|-2|0|S|100|32767|.5|-3.25\r\n\xE8|||1|1|1|N|0|0|12|1E+16\r\n||0|0|0|X|0|0|-.25|0\r\n");
+}
+
+TEST_F(CorvexTest, FailuresAreSilent) {
+  platform::fake::FailingFiles full(platform::files());
+  const ScopedPort<platform::Files> scope(full);
+  current_error() = {};
+  corvex_.CorvexLog("lost", 1, folder_.path());
+  corvex_.CorvexLog("lost", 1, folder_ / "none");
+  EXPECT_EQ(corvex_.ScriviSarvia(folder_ / "x", "", "", 0, 0, 0, "VAL", 0, 0, 0, 0),
+            Variant(std::int16_t{0}));
+  EXPECT_EQ(corvex_.ScriviSarvia("", "", "", 0, 0, 0, {}, 0, 0, 0, 0), Variant(std::int16_t{0}));
+  EXPECT_EQ(current_error().number, 0);
+  EXPECT_EQ(bytes_of(folder_ / "x"), "");  // opened before the write failed
+  EXPECT_FALSE(std::filesystem::exists(folder_ / "none"));
+}
+
+}  // namespace
+}  // namespace quarno

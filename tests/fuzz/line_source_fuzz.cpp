@@ -1,0 +1,55 @@
+// Lines out of any bytes: nothing is lost or made up, however the file hands its bytes out.
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "util/line_source.h"
+
+extern const std::vector<std::string> kSeeds;
+extern const int kMutations;
+const int kMutations = 2'000;
+const std::vector<std::string> kSeeds = {"a;b;;c\r\nx\ry\n\r\n", "x;y\n\nz\n", std::string("n\0u\0l\n", 6), "\r\r\n\n\r"};
+
+namespace {
+
+// Hands out a few bytes at a time, so that ends of lines fall on the borders.
+class Trickle : public quarno::platform::File {
+ public:
+  explicit Trickle(std::string bytes) : bytes_(std::move(bytes)) {}
+  std::size_t read(std::span<char> buffer) override {
+    const std::size_t count = std::min({buffer.size(), bytes_.size() - at_, 1 + at_ % 3});
+    std::memcpy(buffer.data(), bytes_.data() + at_, count);
+    at_ += count;
+    return count;
+  }
+  void write(std::string_view) override {}
+  void close() override {}
+
+ private:
+  std::string bytes_;
+  std::size_t at_ = 0;
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::string bytes(reinterpret_cast<const char*>(data), size);
+  quarno::util::LineSource unix_lines(std::make_unique<Trickle>(bytes));
+  std::string joined;
+  while (const auto line = unix_lines.line_to_lf()) joined.append(*line).push_back('\n');
+  if (!bytes.empty() && bytes.back() != '\n') joined.pop_back();
+  if (joined != bytes) __builtin_trap();
+
+  quarno::util::LineSource lines(std::make_unique<Trickle>(bytes));
+  std::size_t kept = 0;
+  while (const auto line = lines.line_to_cr()) {
+    if (line->find('\r') != std::string_view::npos) __builtin_trap();
+    kept += line->size();
+  }
+  const auto returns = static_cast<std::size_t>(std::count(bytes.begin(), bytes.end(), '\r'));
+  std::size_t pairs = 0;
+  for (std::size_t at = bytes.find("\r\n"); at != std::string::npos; at = bytes.find("\r\n", at + 2)) ++pairs;
+  if (kept != bytes.size() - returns - pairs || !lines.at_end()) __builtin_trap();
+  return 0;
+}

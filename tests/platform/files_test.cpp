@@ -1,0 +1,149 @@
+#include "platform/files.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <filesystem>
+
+#include "support/outcome.h"
+#include "support/temp_folder.h"
+
+namespace quarno::platform {
+namespace {
+
+using test::bytes_of;
+using test::error_of;
+using test::TempFolder;
+
+int open_error(const std::string& path, OpenFor mode) {
+  return error_of([&] { return files().open(path, mode); });
+}
+
+std::string read_all(const std::string& path) {
+  const auto file = files().open(path, OpenFor::input);
+  std::string all;
+  std::array<char, 5> buffer;
+  for (std::size_t count; (count = file->read(buffer)) > 0;) all.append(buffer.data(), count);
+  return all;
+}
+
+TEST(Files, WritesAppendsAndReads) {
+  const TempFolder folder;
+  const std::string path = folder / "a.txt";
+  files().open(path, OpenFor::output)->write("one\r\n");
+  const auto file = files().open(path, OpenFor::append);
+  file->write("two");
+  file->close();
+  file->close();  // twice is harmless
+  EXPECT_EQ(read_all(path), "one\r\ntwo");
+  EXPECT_EQ(files().size(path), 8u);
+  files().open(path, OpenFor::output);
+  EXPECT_EQ(bytes_of(path), "");
+  files().open(folder / "new.txt", OpenFor::append)->write("x");
+  EXPECT_EQ(bytes_of(folder / "new.txt"), "x");
+}
+
+TEST(Files, LookupIgnoresCaseWhenTheExactPathIsMissing) {
+  const TempFolder folder;
+  std::filesystem::create_directories(folder / "Dati/Élan");
+  folder.put("Dati/Élan/Misure.TXT", "found");
+  EXPECT_EQ(read_all(folder.path() + "\\DATI\\élan\\misure.txt"), "found");
+  EXPECT_EQ(read_all(folder.path() + "\\DATI\\\\élan\\misure.txt"), "found");
+  EXPECT_EQ(files().find(folder / "dati/ÉLAN/MISURE.txt"), "Misure.TXT");
+  folder.put("Dati/Élan/misure.txt", "exact");
+  EXPECT_EQ(read_all(folder / "dati/Élan/misure.txt"), "exact");  // the exact name wins
+  EXPECT_TRUE(files().exists(folder / "dati"));
+  EXPECT_TRUE(files().exists(folder / "dati\\"));
+  EXPECT_FALSE(files().exists(folder / "dato"));
+  EXPECT_EQ(files().native(folder / "dati\\none.txt"), folder / "Dati/none.txt");
+  // What is written lands in the folder that is there.
+  files().open(folder / "DATI\\nuovo.txt", OpenFor::output)->write("n");
+  files().create_folder(folder / "DATI\\sub");
+  EXPECT_EQ(bytes_of(folder / "Dati/nuovo.txt"), "n");
+  EXPECT_TRUE(std::filesystem::is_directory(folder / "Dati/sub"));
+}
+
+TEST(Files, FindListsNormalFilesInNameOrder) {
+  const TempFolder folder;
+  EXPECT_EQ(files().find(folder.path() + "/"), "");
+  for (const char* name : {"b.dbf", "C.DBF", ".hidden", "z.txt"}) folder.put(name, "x");
+  std::filesystem::create_directory(folder / "a.dbf");
+  ASSERT_EQ(::mkfifo((folder / "a0.dbf").c_str(), 0600), 0);
+  std::filesystem::create_symlink("z.txt", folder / "link.txt");
+  std::filesystem::create_symlink("nowhere", folder / "broken.txt");
+  const struct {
+    const char* path;
+    const char* found;
+  } rows[] = {{"*.dbf", "C.DBF"}, {"?.DBF", "C.DBF"}, {"", "C.DBF"},  {"B.DBF", "b.dbf"},     {"a.dbf", ""},
+              {"a0.dbf", ""},     {".hidden", ""},    {".*", ""},     {"l*.txt", "link.txt"}, {"br*", ""},
+              {"none", ""},       {"none/*", ""},     {"b.dbf/x", ""}};
+  for (const auto& row : rows) EXPECT_EQ(files().find(folder / row.path), row.found) << row.path;
+  EXPECT_EQ(files().find(""), files().find("*"));
+  EXPECT_EQ(files().find(std::string("b\0", 2)), "");
+}
+
+TEST(Files, SystemFailuresAreRunTimeErrors) {
+  const TempFolder folder;
+  folder.put("file", "x");
+  ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
+  // clang-format off
+  const struct { std::string path; OpenFor mode; int error; } rows[] = {
+      {folder / "none", OpenFor::input, 53}, {folder / "none/x", OpenFor::input, 76},
+      {folder / "none/x", OpenFor::output, 76}, {folder / "none/x", OpenFor::append, 76},
+      {folder / "file/x", OpenFor::output, 76}, {folder.path(), OpenFor::input, 75},
+      {folder.path(), OpenFor::output, 75}, {folder / "pipe", OpenFor::input, 75},
+      {folder / "pipe", OpenFor::append, 75}, {folder / std::string(300, 'n'), OpenFor::output, 75},
+      {"", OpenFor::output, 52}, {std::string("a\0b", 3), OpenFor::output, 52},
+  };
+  // clang-format on
+  for (const auto& row : rows) EXPECT_EQ(open_error(row.path, row.mode), row.error) << row.path;
+  EXPECT_EQ(error_of([&] { return files().size(folder / "none"); }), 53);
+  const std::pair<const char*, int> folders[] = {{"a/b", 76}, {"file", 75}, {"FILE", 75}, {"new", 0}};
+  for (const auto& [name, error] : folders) {
+    EXPECT_EQ(error_of([&, path = folder / name] { return files().create_folder(path), 0; }), error) << name;
+  }
+  const auto reader = files().open("/proc/self/mem", OpenFor::input);
+  std::array<char, 4> buffer;
+  EXPECT_EQ(error_of([&] { return reader->read(buffer); }), 57);  // page 0 is never mapped
+}
+
+TEST(Files, FullDiskAndNoMoreDescriptors) {
+  const auto full = files().open("/dev/full", OpenFor::output);
+  EXPECT_EQ(error_of([&] { return full->write("x"), 0; }), 61);
+  rlimit before{};
+  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+  const rlimit none{3, before.rlim_max};
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+  EXPECT_EQ(open_error("/dev/null", OpenFor::output), 67);
+  ::setrlimit(RLIMIT_NOFILE, &before);
+}
+
+TEST(FilesDeathTest, PermissionDenied) {
+  const TempFolder folder;
+  const std::string path = folder.put("closed", "x");
+  ::chmod(path.c_str(), 0);
+  ::chmod(folder.path().c_str(), 0755);
+  // In a process of its own that is not root, to whom nothing is denied.
+  EXPECT_EXIT(
+      {
+        if (::geteuid() == 0 && ::setuid(65534) != 0) ::_exit(1);
+        ::_exit(open_error(path, OpenFor::input));
+      },
+      ::testing::ExitedWithCode(70), "");
+}
+
+TEST(Files, DriveLettersAreASetting) {
+  const TempFolder folder;
+  folder.put("Misure.txt", "drive");
+  const test::ScopedVariable drive("QUARNOFWK_DRIVE_Q", folder.path() + "/");
+  EXPECT_EQ(read_all("q:\\misure.TXT"), "drive");
+  EXPECT_EQ(files().native("Q:\\"), folder.path() + "/");
+  EXPECT_EQ(files().find("Q:\\*.txt"), "Misure.txt");
+  EXPECT_EQ(files().native("R:\\dev\\null"), "/dev/null");  // not set: the whole file system
+}
+
+}  // namespace
+}  // namespace quarno::platform
