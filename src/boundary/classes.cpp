@@ -8,6 +8,7 @@
 #include "data/CData.h"
 #include "data/CError.h"
 #include "domain/Corvex.h"
+#include "net/CPing.h"
 #include "util/CFileReader.h"
 #include "util/CSuperLog.h"
 
@@ -34,6 +35,7 @@ constexpr ClassEntry kClasses[] = {
     creatable<CError>("The error record of data access."),
     creatable<Corvex>("Rules of emission monitoring: queries, validity codes, event and export files."),
     creatable<CFileReader>("Reads delimited text files."),
+    creatable<CPing>("Asks whether an IPv4 address answers."),
     creatable<CSuperLog>("Writes the host's own log files."),
     handed_out<ado::Connection>("A connection to a data source, from CData.GetConnection."),
     handed_out<ado::Errors>("What the data source reported, from Connection.Errors."),

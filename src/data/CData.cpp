@@ -45,8 +45,8 @@ template <class Work>
 auto CData::guarded(const Failing& failing, Work&& work) -> decltype(work()) {
   try {
     return work();
-  } catch (const Error& error) {
-    report(failing, error);
+  } catch (...) {
+    report(failing, error_being_handled());
     if (err_activate_) throw Error(Err_Number(), Err_Description(), Err_Source());
   }
   return decltype(work())();
@@ -215,16 +215,15 @@ Variant CData::GetPound(const std::string& Campo) {
 Variant CData::GetValue(const std::string& Campo) {
   return guarded({"GetValue", kFieldMissing, kFieldSource}, [&] { return worker_.field_value(Campo); });
 }
-Variant CData::GetPoundPos(std::int16_t pos) { return GetPound(GetFieldName(pos)); }
-Variant CData::GetValuePos(std::int16_t pos) { return GetValue(GetFieldName(pos)); }
+Variant CData::GetPoundPos(std::int16_t pos) {
+  return guarded({"Get£", kFieldMissing, kFieldSource}, [&] { return worker_.field_value(pos); });
+}
+Variant CData::GetValuePos(std::int16_t pos) {
+  return guarded({"GetValue", kFieldMissing, kFieldSource}, [&] { return worker_.field_value(pos); });
+}
 
 std::string CData::GetFieldName(std::int16_t pos) {
-  return guarded({"GetFieldName"}, [&] {
-    const auto& columns = worker_.open_rows().columns();
-    const auto index = static_cast<std::size_t>(pos);
-    if (pos < 0 || index >= columns.size()) throw ado::model_error(ado::Model::item_not_found);
-    return columns[index].name;
-  });
+  return guarded({"GetFieldName"}, [&] { return worker_.field_name(pos); });
 }
 
 std::string CData::GetFieldsName() {
@@ -266,7 +265,11 @@ void CData::SetValue(const Variant& Campo, const Variant& Valore) {
     worker_.set_field_value(name != nullptr ? *name : to_text(Campo, platform::locale()), Valore);
   });
 }
-void CData::SetPoundPos(std::int16_t pos, const Variant& Valore) { SetPound(GetFieldName(pos), Valore); }
+void CData::SetPoundPos(std::int16_t pos, const Variant& Valore) {
+  guarded({"Set£"}, [&] {
+    if (worker_.is_recordset_open()) worker_.set_field_value(worker_.field_name(pos), Valore);
+  });
+}
 
 Variant CData::AddNew() {
   return guarded({"AddNew"}, [&] {

@@ -127,8 +127,8 @@ constexpr Member kMembers[] = {
                                       "Cursor location of the next query: 2 server, 3 client (at first)."),
     property<&CData::PingOnOpen, &CData::set_PingOnOpen>(
         "PingOnOpen",
-        "Whether the server is pinged before opening. Not in this "
-        "version: opening then raises 445."),
+        "Whether the server is pinged before opening; without an answer opening fails with -5167. False at "
+        "first."),
 
     read_only<&CData::Err_Number>("Err_Number", "Number of the last failure, 0 when there was none."),
     read_only<&CData::Err_Description>("Err_Description", "Text of the last failure."),
@@ -169,10 +169,10 @@ constexpr Member kMembers[] = {
     method<&CData::IsEof>("IsEof",
                           "Whether MoveNext ran past the last row, the query has no rows, or none is open."),
 
-    method<&CData::GetPound>(
-        "Get£", {param("Campo")},
-        "Value of a field in the current row. Null reads as 0 (numbers), \"\" (narrow text), false, "
-        "or empty; without a current row the result is empty."),
+    method<&CData::GetPound>("Get£", {param("Campo")},
+                             "Value of a field in the current row. Null reads as 0 (numbers but currency), "
+                             "\"\" (narrow text), false, "
+                             "or empty; without a current row the result is empty."),
     method<&CData::GetValue>("GetValue", {param("Campo")}, "As Get£; a failure names GetValue."),
     method<&CData::GetPoundPos>("Get£Pos", {param("pos")}, "As Get£, the field told by its position from 0."),
     method<&CData::GetValuePos>("GetValuePos", {param("pos")},

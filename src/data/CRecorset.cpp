@@ -6,6 +6,7 @@
 #include "common/text.h"
 #include "data/connection_text.h"
 #include "data/field_value.h"
+#include "net/CPing.h"
 #include "platform/dialogs.h"
 #include "platform/files.h"
 #include "platform/locale.h"
@@ -14,6 +15,7 @@ namespace quarno::data {
 namespace {
 
 constexpr const char* kFileMissing = "File not found !";
+constexpr std::int32_t kNoAnswer = -5167;
 
 }  // namespace
 
@@ -50,13 +52,12 @@ void CRecorset::ensure_open() {
   if (connection_->is_open()) return;
   if (is_sql_server_family(settings.kind)) settings.version = text::upper(settings.version);
   if (!settings_name_a_source()) return;
-  if (ping_on_open) {
-    throw Error(static_cast<std::int32_t>(RunTime::unsupported_action),
-                "PingOnOpen needs the ping service, which this version does not have.", "CData-Initialize");
-  }
   connection_->set_ConnectionString(connection_text(settings));
   if (password_is_property(settings)) {
     connection_->Properties()->Item("Jet OLEDB:Database Password")->Value = settings.file_password;
+  }
+  if (ping_on_open && !make<CPing>()->Ping(settings.server)) {
+    throw Error(kNoAnswer, "Error on ping", "CData-Initialize");
   }
   connection_->Open();
   if (!recordset_) recordset_ = make<ado::Recordset>();
@@ -142,6 +143,14 @@ void CRecorset::set_field_value(std::string_view name, const Variant& value) {
   editing_ = true;
 }
 
+const std::string& CRecorset::field_name(std::int16_t position) const {
+  const auto& columns = open_rows().columns();
+  if (position < 0 || static_cast<std::size_t>(position) >= columns.size()) {
+    throw ado::model_error(ado::Model::item_not_found);
+  }
+  return columns[static_cast<std::size_t>(position)].name;
+}
+
 const ado::Column& CRecorset::column(std::string_view name) const {
   const ado::Recordset& rows = open_rows();
   return rows.columns()[rows.column_index(text::trim(name))];
@@ -164,7 +173,8 @@ bool CRecorset::delete_row() {
 void CRecorset::execute(const std::string& statement, std::int32_t timeout_seconds, std::int32_t& affected) {
   ensure_open();
   connection_->set_CommandTimeout(timeout_seconds);
-  connection_->Execute(statement, affected, execute_options);
+  // Rows have no taker here, so none are fetched.
+  connection_->Execute(statement, affected, execute_options | ado::adExecuteNoRecords);
 }
 
 std::int32_t CRecorset::last_row_id() {

@@ -55,6 +55,11 @@ class CRecorset {
   bool is_eof() const;
   /// Empty when there is no current row to read.
   Variant field_value(std::string_view name) const;
+  Variant field_value(std::int16_t position) const {
+    return on_row() ? field_value(field_name(position)) : Variant();
+  }
+  /// Name of the field at a position from 0; raises 3704 when no query is open, 3265 for any other position.
+  const std::string& field_name(std::int16_t position) const;
   void set_field_value(std::string_view name, const Variant& value);
 
   void add_new();

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <memory>
+#include <type_traits>
 
 namespace quarno::platform {
 
@@ -29,7 +30,8 @@ Port& port() {
 template <class Port>
 class ScopedPort {
  public:
-  explicit ScopedPort(Port& other) : previous_(replacement<Port>().exchange(&other)) {}
+  /// The port is named, ScopedPort<Clock>(fake): deduced from the fake it would replace nothing.
+  explicit ScopedPort(std::type_identity_t<Port>& other) : previous_(replacement<Port>().exchange(&other)) {}
   ~ScopedPort() { replacement<Port>().store(previous_); }
   ScopedPort(const ScopedPort&) = delete;
   ScopedPort& operator=(const ScopedPort&) = delete;

@@ -9,6 +9,7 @@
 #include "platform/clock.h"
 #include "platform/dialogs.h"
 #include "platform/files.h"
+#include "platform/icmp.h"
 #include "platform/locale.h"
 #include "platform/module_path.h"
 
@@ -57,6 +58,20 @@ class RecordingDialogs : public Dialogs {
 
   std::vector<std::string> boxes;
   int events_processed = 0;
+};
+
+class ScriptedIcmp : public Icmp {
+ public:
+  std::optional<EchoStatus> echo(std::uint32_t address, std::string_view payload, int timeout_ms) override {
+    last_address = address;
+    last_payload = payload;
+    last_timeout_ms = timeout_ms;
+    return answer;
+  }
+  std::optional<EchoStatus> answer = EchoStatus::success;
+  std::uint32_t last_address = 0;
+  std::string last_payload;
+  int last_timeout_ms = 0;
 };
 
 /// The real files, but every write after the first `writes_allowed` fails with the given error, and closing

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstdlib>
 #include <vector>
 
@@ -44,21 +45,27 @@ std::string joined(const std::string& folder, std::string_view name) {
   return folder + "/" + std::string(name);
 }
 
-// The path itself when it exists; else with every missing step replaced by an entry that differs in case
-// only.
-std::string resolved(const std::string& path) {
-  if (present(path)) return path;
-  const PathParts parts = split_path(path);
-  if (parts.folder == path || path.empty()) return path;
-  if (parts.name.empty()) return resolved(std::string(parts.folder)) + "/";
-  const std::string folder = parts.folder.empty() ? std::string() : resolved(std::string(parts.folder));
-  const std::string exact = joined(folder, parts.name);
+// The entry of a folder that has this name, else one that differs in case only, else the name itself.
+std::string resolved_step(const std::string& folder, std::string_view name) {
+  std::string exact = joined(folder, name);
   if (present(exact)) return exact;
-  const std::string wanted = text::upper(parts.name);
-  for (const std::string& name : names_in(folder)) {
-    if (text::upper(name) == wanted) return joined(folder, name);
+  const std::string wanted = text::upper(name);
+  for (const std::string& candidate : names_in(folder)) {
+    if (text::upper(candidate) == wanted) return joined(folder, candidate);
   }
   return exact;
+}
+
+// The path itself when it exists; else every step looked up in the folder before it. One that is too long for
+// the system is left for the system to refuse.
+std::string resolved(const std::string& path) {
+  if (path.size() >= PATH_MAX || present(path)) return path;
+  std::string result = path.starts_with('/') ? "/" : "";
+  for (const std::string_view step : text::split(path, "/")) {
+    if (!step.empty()) result = resolved_step(result, step);
+  }
+  if (path.ends_with('/') && !result.ends_with('/')) result.push_back('/');
+  return result;
 }
 
 // errno at one spot, as the run-time error the host expects.

@@ -1,5 +1,6 @@
 // The small adapters: clock, locale, code page, module path.
 #include <dlfcn.h>
+#include <iconv.h>
 #include <langinfo.h>
 #include <locale.h>
 #include <sys/time.h>
@@ -60,20 +61,37 @@ TimeFormat time_format(const std::string& format, const char* fallback_separator
   return result;
 }
 
+// The locale's texts come in its own character set. What cannot be converted stays as it is.
+std::string utf8_from(const std::string& codeset, const std::string& bytes) {
+  if (codeset == "UTF-8") return bytes;
+  const iconv_t converter = ::iconv_open("UTF-8", codeset.c_str());
+  if (converter == reinterpret_cast<iconv_t>(-1)) return bytes;
+  std::string source = bytes;
+  std::string target(bytes.size() * 4, '\0');
+  char* in = source.data();
+  char* out = target.data();
+  std::size_t in_left = source.size();
+  std::size_t out_left = target.size();
+  const bool converted = ::iconv(converter, &in, &in_left, &out, &out_left) != static_cast<std::size_t>(-1);
+  ::iconv_close(converter);
+  target.resize(target.size() - out_left);
+  return converted ? target : bytes;
+}
+
 class LinuxLocale : public Locale {
  public:
   LinuxLocale() {
     const locale_t system = ::newlocale(LC_ALL_MASK, "", locale_t{});
     if (system == locale_t{}) return;
-    // Only UTF-8 locales give texts we can use; others keep the invariant form.
-    if (std::string_view(::nl_langinfo_l(CODESET, system)) == "UTF-8") read(system);
+    read(system);
     ::freelocale(system);
   }
   const LocaleInfo& info() override { return info_; }
 
  private:
   void read(locale_t system) {
-    const auto item = [system](nl_item which) { return std::string(::nl_langinfo_l(which, system)); };
+    const std::string codeset = ::nl_langinfo_l(CODESET, system);
+    const auto item = [&](nl_item which) { return utf8_from(codeset, ::nl_langinfo_l(which, system)); };
     if (const std::string decimal = item(RADIXCHAR); !decimal.empty()) info_.decimal = decimal;
     const std::string group = item(THOUSEP);
     info_.group = !group.empty() ? group : info_.decimal == "," ? "." : ",";
