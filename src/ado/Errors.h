@@ -13,7 +13,8 @@ class ErrorObject : public automation::Automation<ErrorObject> {
   static constexpr std::string_view kClassName = "Error";
   static std::span<const automation::Member> members();
 
-  explicit ErrorObject(Error error) : error_(std::move(error)) {}
+  explicit ErrorObject(Error error)
+      : error_(std::move(error)) {}  // NOLINT(bugprone-throw-keyword-missing): it is kept, not raised
   const Error& error() const { return error_; }
 
   std::int32_t Number() const { return error_.number; }

@@ -276,12 +276,20 @@ std::size_t Recordset::column_index(std::string_view name) const {
   return static_cast<std::size_t>(index);
 }
 
+const Variant* Recordset::changed_value(std::size_t row, std::size_t column) const {
+  if (changed_.empty()) return nullptr;
+  const auto found = changed_.find(row * columns_.size() + column);
+  return found == changed_.end() ? nullptr : &found->second;
+}
+
 Variant Recordset::stored_value(std::size_t row, std::size_t column) const {
-  if (!changed_.empty()) {
-    const auto found = changed_.find(row * columns_.size() + column);
-    if (found != changed_.end()) return found->second;
-  }
-  return store_->column(column).value(row);
+  const Variant* const changed = changed_value(row, column);
+  return changed != nullptr ? *changed : store_->column(column).value(row);
+}
+
+Variant Recordset::source_value(std::size_t row, std::size_t column) const {
+  const Variant* const changed = changed_value(row, column);
+  return changed != nullptr ? *changed : store_->column(column).source_value(row);
 }
 
 Variant Recordset::value(std::size_t column) const {

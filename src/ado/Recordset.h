@@ -95,6 +95,9 @@ class Recordset : public automation::Automation<Recordset> {
   void require_updatable() const;
   bool is_deleted(std::size_t row) const { return row < deleted_.size() && deleted_[row]; }
   Variant stored_value(std::size_t row, std::size_t column) const;
+  // The same as the data source itself holds it.
+  Variant source_value(std::size_t row, std::size_t column) const;
+  const Variant* changed_value(std::size_t row, std::size_t column) const;
   // An edit in progress is sent before the cursor leaves its row.
   void finish_edit();
   void step(bool forward);

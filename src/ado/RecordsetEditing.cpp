@@ -111,7 +111,7 @@ Recordset::RowCriteria Recordset::criteria_for(const std::vector<std::size_t>& c
     const bool identifies = result.has_key ? columns_[i].key : true;
     const bool was_changed = std::find(changed.begin(), changed.end(), i) != changed.end();
     if (!can_be_compared(columns_[i]) || !(identifies || was_changed)) continue;
-    Variant original = stored_value(row_, i);
+    Variant original = source_value(row_, i);
     result.criteria.push_back({columns_[i].base_column, original.is_null()});
     if (!original.is_null()) result.parameters.push_back(std::move(original));
   }

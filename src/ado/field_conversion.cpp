@@ -1,5 +1,7 @@
 #include "ado/field_conversion.h"
 
+#include <algorithm>
+
 #include "ado/ado_error.h"
 #include "common/convert.h"
 #include "common/text.h"
@@ -13,6 +15,19 @@ Variant as(const Variant& value, T (*convert)(const Variant&, const LocaleInfo&)
   return convert(value, locale);
 }
 
+// Rounded to the column's decimals; refused when it has more digits before the point than the column.
+Decimal fitted(const Decimal& value, const Column& column) {
+  if (column.scale > Decimal::kMaxScale) return value;
+  const auto rounded = value.rescaled(column.scale);
+  if (!rounded) throw multiple_step_error();
+  const std::string digits = rounded->text();
+  const auto count = std::count_if(digits.begin(), digits.end(), [](char c) { return c >= '0' && c <= '9'; });
+  // A zero before the point is no digit of the number.
+  const bool leading_zero = digits.find("0.") <= 1;
+  if (count - (leading_zero ? 1 : 0) > column.precision) throw multiple_step_error();
+  return *rounded;
+}
+
 Variant converted(const Variant& value, const Column& column, const LocaleInfo& locale) {
   switch (layout_of(column.type)) {
     case Layout::boolean: return as<bool>(value, to_bool, locale);
@@ -23,7 +38,7 @@ Variant converted(const Variant& value, const Column& column, const LocaleInfo& 
     case Layout::single: return as<float>(value, to_single, locale);
     case Layout::real: return as<double>(value, to_double, locale);
     case Layout::currency: return as<Currency>(value, to_currency, locale);
-    case Layout::decimal: return as<Decimal>(value, to_decimal, locale);
+    case Layout::decimal: return fitted(to_decimal(value, locale), column);
     case Layout::date: return as<Date>(value, to_date, locale);
     case Layout::text: return as<std::string>(value, to_text, locale);
     case Layout::bytes:

@@ -1,7 +1,5 @@
 #include <algorithm>
 #include <array>
-#include <exception>
-#include <new>
 #include <span>
 #include <vector>
 
@@ -30,14 +28,8 @@ qf_status guard(Body&& body) noexcept {
     automation::OwnerThread::current()->drain();
     body();
     return QF_OK;
-  } catch (const Error& error) {
-    record(error);
-  } catch (const std::bad_alloc&) {
-    record(run_time_error(RunTime::out_of_memory));
-  } catch (const std::exception& error) {
-    record(run_time_error(RunTime::automation_error, error.what()));
   } catch (...) {
-    record(run_time_error(RunTime::automation_error));
+    record(error_being_handled());
   }
   return QF_FAILED;
 }
@@ -96,6 +88,7 @@ void invoke(Object& object, MemberId member, int32_t access, std::span<const qf_
             std::span<const qf_text> names, qf_value* result) {
   // The object stays alive while its own member runs, even when the host lets go of it inside a callback.
   const Ptr<Object> keep(&object);
+  if (access < QF_CALL || access > QF_PUT) throw run_time_error(RunTime::invalid_call);
   member_of(object, member);  // refuses a number that no member has
   std::vector<std::size_t> positions;
   std::size_t slot_count = arguments.size();

@@ -99,7 +99,7 @@ Int to_whole(const Variant& value, const LocaleInfo& locale) {
 }  // namespace
 
 std::string to_text(const Variant& value, const LocaleInfo& locale) {
-  const auto localized = [&locale](std::string digits) {
+  const auto localized = [&locale](const std::string& digits) {
     return locale.decimal == "." ? digits : text::replace_all(digits, ".", locale.decimal);
   };
   return converted<std::string>(value, Overloaded{[](bool v) { return std::string(v ? "True" : "False"); },
@@ -201,8 +201,9 @@ Date to_date(const Variant& value, const LocaleInfo& locale) {
     if (const auto date = parse_date(*v, locale)) return *date;
   }
   const Date date{to_double(value, locale)};
-  if (!(date.days > kFirstDay - 1 && date.days < kLastDay)) throw run_time_error(RunTime::overflow);
-  return date;
+  if (date.days > kFirstDay - 1 && date.days < kLastDay) return date;
+  // A text such as "31.02.2024" is no day, even where its points make it a number.
+  throw run_time_error(value.is_text() ? RunTime::type_mismatch : RunTime::overflow);
 }
 
 bool is_numeric(const Variant& value, const LocaleInfo& locale) {

@@ -1,5 +1,7 @@
 #include "common/error.h"
 
+#include <new>
+
 namespace quarno {
 
 std::string_view run_time_text(RunTime number) {
@@ -43,6 +45,20 @@ Error run_time_error(RunTime number, std::string_view detail) {
 ErrorRecord& current_error() {
   thread_local ErrorRecord instance;
   return instance;
+}
+
+Error error_being_handled() {
+  try {
+    throw;
+  } catch (const Error& error) {
+    return error;
+  } catch (const std::bad_alloc&) {
+    return run_time_error(RunTime::out_of_memory);
+  } catch (const std::exception& error) {
+    return run_time_error(RunTime::automation_error, error.what());
+  } catch (...) {
+    return run_time_error(RunTime::automation_error);
+  }
 }
 
 void record(const Error& error) { current_error() = {error.number, error.description, error.source}; }

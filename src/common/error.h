@@ -77,6 +77,10 @@ struct ErrorRecord {
 /// The calling thread's record itself; it may be changed in place.
 ErrorRecord& current_error();
 
+/// The exception being handled as an Error: out of memory is 7, anything else that is no Error 440. Call it
+/// inside a catch block only.
+Error error_being_handled();
+
 /// Stores an error in the calling thread's record.
 void record(const Error& error);
 

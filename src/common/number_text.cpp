@@ -1,10 +1,12 @@
 #include "common/number_text.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
 
+#include "common/error.h"
 #include "common/text.h"
 
 namespace quarno {
@@ -44,9 +46,9 @@ std::string shortest_text(T value, std::string_view decimal) {
         .append(magnitude < 10 ? "0" : "")
         .append(std::to_string(magnitude));
   } else if (exponent < 0) {
-    result.append("0").append(decimal).append(static_cast<std::size_t>(-exponent - 1), '0').append(digits);
+    result.append("0").append(decimal).append(static_cast<std::size_t>(-exponent) - 1, '0').append(digits);
   } else {
-    const auto whole = static_cast<std::size_t>(exponent + 1);
+    const auto whole = static_cast<std::size_t>(exponent) + 1;
     if (digits.size() < whole) digits.append(whole - digits.size(), '0');
     result.append(digits, 0, whole);
     if (digits.size() > whole) result.append(decimal).append(digits, whole);
@@ -55,18 +57,19 @@ std::string shortest_text(T value, std::string_view decimal) {
 }
 
 // &H1F and &O17, as 16-bit signed numbers when they fit and do not end with "&", else as 32-bit ones; nothing
-// when it is no such text.
-std::optional<double> parse_radix(std::string_view text) {
+// when it is no such text. What follows the digits is refused, unless only the beginning counts.
+std::optional<double> parse_radix(std::string_view text, bool beginning_only = false) {
   if (text.size() < 3 || text[0] != '&') return std::nullopt;
   const char kind = text[1];
   const int base = kind == 'H' || kind == 'h' ? 16 : kind == 'O' || kind == 'o' ? 8 : 0;
   if (base == 0) return std::nullopt;
   text.remove_prefix(2);
-  const bool wide = text.back() == '&';
-  if (wide) text.remove_suffix(1);
   std::uint32_t value = 0;
-  const auto [end, status] = std::from_chars(text.data(), text.data() + text.size(), value, base);
-  if (text.empty() || status != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  const char* const limit = text.data() + text.size();
+  const auto [end, status] = std::from_chars(text.data(), limit, value, base);
+  if (status != std::errc()) return std::nullopt;
+  const bool wide = end != limit && *end == '&';
+  if (!beginning_only && end + (wide ? 1 : 0) != limit) return std::nullopt;
   if (!wide && value <= 0xFFFF) return static_cast<double>(static_cast<std::int16_t>(value));
   return static_cast<double>(static_cast<std::int32_t>(value));
 }
@@ -141,16 +144,20 @@ double leading_number(std::string_view text) {
   std::string plain;
   for (const char c : text) {
     if (c == ' ' || c == '\t' || c == '\n') continue;
-    plain.push_back(c == 'd' || c == 'D' ? 'e' : c);
+    plain.push_back(c);
     if (plain.size() > 400) break;
   }
-  if (const auto radix = parse_radix(plain)) return *radix;
+  if (const auto radix = parse_radix(plain, true)) return *radix;
+  std::replace_if(
+      plain.begin(), plain.end(), [](char c) { return c == 'd' || c == 'D'; }, 'e');
   const std::size_t start = !plain.empty() && plain.front() == '+' ? 1 : 0;
   const std::size_t first = plain.starts_with('-') ? 1 : start;
   // from_chars would also take "inf" and "nan".
   if (first >= plain.size() || !(is_digit(plain[first]) || plain[first] == '.')) return 0;
   double value = 0;
   const auto result = std::from_chars(plain.data() + start, plain.data() + plain.size(), value);
+  const bool too_large = result.ec == std::errc::result_out_of_range && plain.find("e-") == std::string::npos;
+  if (too_large) throw run_time_error(RunTime::overflow);
   return result.ec == std::errc() ? value : 0;
 }
 

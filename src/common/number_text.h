@@ -28,7 +28,7 @@ std::optional<double> parse_number(std::string_view text, const LocaleInfo& loca
 std::optional<std::string> invariant_number(std::string_view text, const LocaleInfo& locale);
 
 /// Reads the leading numeric characters with "." as the decimal sign, whatever the locale; blanks are
-/// skipped, also between digits. 0 when the text does not begin with a number.
+/// skipped, also between digits. 0 when the text does not begin with a number; raises 6 for one too large.
 double leading_number(std::string_view text);
 
 }  // namespace quarno

@@ -1,6 +1,7 @@
 // Corvex: the domain toolbox a monitoring host creates: query text for hourly, daily and monthly aggregates,
 // validity codes, half-hour labels, numbers in text, working folders, the event log and the regional export
-// file. It holds no state. Used on the thread that created it. Nothing is raised.
+// file. It holds no state. Used on the thread that created it. Nothing is raised, but 6 for a date outside
+// the years 100 to 9999.
 #pragma once
 
 #include <cstdint>

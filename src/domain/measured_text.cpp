@@ -8,7 +8,8 @@ namespace quarno::domain {
 double measured_number(std::string_view text, const LocaleInfo& locale) {
   text = text::trim(text);
   // Zeros at the end would defeat the comparison below; a text without a separator keeps its zeros.
-  while (!text.empty() && text.back() == '0' && text.find_first_of(".,") != std::string_view::npos) {
+  const auto separator = text.find_first_of(".,");
+  while (!text.empty() && text.back() == '0' && separator < text.size()) {
     text = text::trim(text.substr(0, text.size() - 1));
   }
   if (text.empty()) return 0;

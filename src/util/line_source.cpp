@@ -6,7 +6,7 @@
 namespace quarno::util {
 namespace {
 
-constexpr std::size_t kBlock = 256 * 1024;
+constexpr std::size_t kBlock = std::size_t{256} * 1024;
 
 }  // namespace
 

@@ -1,5 +1,6 @@
 #include "ado/cursor/column_store.h"
 
+#include <cmath>
 #include <cstring>
 #include <limits>
 #include <string>
@@ -137,7 +138,10 @@ void ColumnData::append_integer(std::int64_t value) {
 
 void ColumnData::append_real(double value) {
   switch (layout_) {
-    case Layout::single: return append_fixed(static_cast<float>(value));
+    case Layout::single:
+      // A number too large for a single would read as infinity.
+      if (std::isfinite(value) && std::fabs(value) > double{std::numeric_limits<float>::max()}) break;
+      return append_fixed(static_cast<float>(value));
     case Layout::real: return append_fixed(value);
     case Layout::date:
       if (value > kFirstDay - 1 && value < kLastDay) return append_fixed(value);

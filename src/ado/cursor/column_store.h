@@ -50,6 +50,15 @@ class ColumnData {
   /// Any value: packed when it has the column's own type, else kept aside.
   void append(const Variant& value);
 
+  /// Remembers for the row appended last what the data source itself holds, where reading changed it: only
+  /// that finds the row again.
+  void keep_source_value(Variant value) { source_values_.insert_or_assign(row_count_ - 1, std::move(value)); }
+  /// What the data source holds, for comparisons there.
+  Variant source_value(std::size_t row) const {
+    const auto found = source_values_.find(row);
+    return found == source_values_.end() ? value(row) : found->second;
+  }
+
   bool is_null(std::size_t row) const;
   Variant value(std::size_t row) const;
   /// Text without a copy for columns of text layout; empty for null and for values kept aside.
@@ -76,6 +85,7 @@ class ColumnData {
   bool null_bit(std::size_t row) const;
 
   std::vector<Chunk> chunks_;
+  std::unordered_map<std::size_t, Variant> source_values_;
   std::unordered_map<std::size_t, Variant> aside_;  // rows marked null whose value is of another type
   std::size_t row_count_ = 0;
   Layout layout_;

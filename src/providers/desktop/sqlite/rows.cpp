@@ -28,6 +28,20 @@ DeclaredType type_of_value(sqlite3_stmt* statement, int index) {
   }
 }
 
+bool is_exact(ado::Layout layout) {
+  return layout == ado::Layout::currency || layout == ado::Layout::decimal;
+}
+
+// Whether what is read from a number would not find the row again when it is bound for comparison.
+bool reading_changes(ado::Layout layout, std::int64_t value) {
+  if (layout == ado::Layout::boolean) return value != 0 && value != kTrue;
+  return is_exact(layout);
+}
+bool reading_changes(ado::Layout layout, double value) {
+  if (layout == ado::Layout::single) return double{static_cast<float>(value)} != value;
+  return layout == ado::Layout::boolean || is_exact(layout);
+}
+
 std::string_view text_of(sqlite3_stmt* statement, int index) {
   const auto* const text = reinterpret_cast<const char*>(sqlite3_column_text(statement, index));
   return {text == nullptr ? "" : text, static_cast<std::size_t>(sqlite3_column_bytes(statement, index))};
@@ -35,13 +49,10 @@ std::string_view text_of(sqlite3_stmt* statement, int index) {
 
 }  // namespace
 
-SqliteRows::SqliteRows(sqlite3* database, Statement statement, std::string text, int timeout_seconds,
+SqliteRows::SqliteRows(sqlite3* database, Statement statement, std::string text, TimeLimit limit,
                        const KeyWidth& key_width)
-    : database_(database),
-      statement_(std::move(statement)),
-      text_(std::move(text)),
-      timeout_seconds_(timeout_seconds) {
-  const Deadline deadline(database_, timeout_seconds_);
+    : database_(database), statement_(std::move(statement)), text_(std::move(text)), limit_(limit) {
+  const Deadline deadline(database_, limit_);
   on_row_ = step();
   for (int i = 0; i < sqlite3_column_count(statement_.get()); ++i) columns_.push_back(describe(i));
   drop_partial_keys(key_width);
@@ -99,7 +110,7 @@ void SqliteRows::drop_partial_keys(const KeyWidth& key_width) {
 }
 
 std::size_t SqliteRows::fetch(ado::ColumnStore& store, std::size_t limit) {
-  const Deadline deadline(database_, timeout_seconds_);
+  const Deadline deadline(database_, limit_);
   std::size_t count = 0;
   for (; on_row_ && count < limit; ++count) {
     for (std::size_t i = 0; i < columns_.size(); ++i) append_value(store.column(i), static_cast<int>(i));
@@ -112,28 +123,46 @@ void SqliteRows::append_value(ado::ColumnData& column, int index) const {
   sqlite3_stmt* const statement = statement_.get();
   switch (sqlite3_column_type(statement, index)) {
     case SQLITE_NULL: return column.append_null();
-    case SQLITE_INTEGER: return column.append_integer(sqlite3_column_int64(statement, index));
-    case SQLITE_FLOAT: return column.append_real(sqlite3_column_double(statement, index));
-    case SQLITE_BLOB: {
-      const auto* const data = static_cast<const std::uint8_t*>(sqlite3_column_blob(statement, index));
-      const auto size = static_cast<std::size_t>(sqlite3_column_bytes(statement, index));
-      const bool exact = column.layout() == ado::Layout::currency || column.layout() == ado::Layout::decimal;
-      if (exact) {
-        // More digits than a double holds are kept as their text (see bind in session.cpp).
-        if (const auto value = Decimal::parse({reinterpret_cast<const char*>(data), size})) {
-          const auto money = Currency::from_decimal(*value);
-          return column.append(column.layout() == ado::Layout::currency && money ? Variant(*money)
-                                                                                 : Variant(*value));
-        }
-      }
-      return column.append_bytes({data, size});
+    case SQLITE_INTEGER: {
+      const std::int64_t value = sqlite3_column_int64(statement, index);
+      column.append_integer(value);
+      if (reading_changes(column.layout(), value)) column.keep_source_value(value);
+      return;
     }
-    default: break;
+    case SQLITE_FLOAT: {
+      const double value = sqlite3_column_double(statement, index);
+      column.append_real(value);
+      if (reading_changes(column.layout(), value)) column.keep_source_value(value);
+      return;
+    }
+    case SQLITE_BLOB: return append_blob(column, index);
+    default: return append_text(column, index);
   }
-  const std::string_view text = text_of(statement, index);
+}
+
+void SqliteRows::append_blob(ado::ColumnData& column, int index) const {
+  const auto* const data = static_cast<const std::uint8_t*>(sqlite3_column_blob(statement_.get(), index));
+  const auto size = static_cast<std::size_t>(sqlite3_column_bytes(statement_.get(), index));
+  if (is_exact(column.layout())) {
+    // More digits than a double holds are kept as their text (see bind_exact in session.cpp).
+    if (const auto value = Decimal::parse({reinterpret_cast<const char*>(data), size})) {
+      const auto money = Currency::from_decimal(*value);
+      return column.append(column.layout() == ado::Layout::currency && money ? Variant(*money)
+                                                                             : Variant(*value));
+    }
+  }
+  column.append_bytes({data, size});
+}
+
+void SqliteRows::append_text(ado::ColumnData& column, int index) const {
+  const std::string_view text = text_of(statement_.get(), index);
   if (column.layout() == ado::Layout::date) {
     // Other programs write dates as ISO text.
-    if (const auto date = parse_date(text, LocaleInfo{})) return column.append(*date);
+    if (const auto date = parse_date(text, LocaleInfo{})) {
+      column.append(*date);
+      column.keep_source_value(text);
+      return;
+    }
   }
   column.append_text(text);
 }

@@ -15,9 +15,9 @@ using KeyWidth = std::function<int(const std::string& table)>;
 
 class SqliteRows : public ado::Rows {
  public:
-  /// `statement` has columns and was not stepped yet; the first row is read here. Its time counts from now
-  /// on.
-  SqliteRows(sqlite3* database, Statement statement, std::string text, int timeout_seconds,
+  /// `statement` has columns and was not stepped yet; the first row is read here. The limit
+  /// holds for all fetches.
+  SqliteRows(sqlite3* database, Statement statement, std::string text, TimeLimit limit,
              const KeyWidth& key_width);
 
   const std::vector<ado::Column>& columns() const override { return columns_; }
@@ -29,11 +29,13 @@ class SqliteRows : public ado::Rows {
   void drop_partial_keys(const KeyWidth& key_width);
   bool step();
   void append_value(ado::ColumnData& column, int index) const;
+  void append_text(ado::ColumnData& column, int index) const;
+  void append_blob(ado::ColumnData& column, int index) const;
 
   sqlite3* database_;
   Statement statement_;
   std::string text_;
-  int timeout_seconds_;
+  TimeLimit limit_;
   bool on_row_ = false;
   std::vector<ado::Column> columns_;
 };

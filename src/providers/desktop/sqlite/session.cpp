@@ -65,21 +65,27 @@ class SqliteSession : public ado::Session {
                      std::int64_t most) override;
   std::int64_t last_identity() override { return sqlite3_last_insert_rowid(database_.get()); }
   void begin() override;
-  void commit() override { end_level("COMMIT", "RELEASE quarnofwk_"); }
-  void rollback() override { end_level("ROLLBACK", "ROLLBACK TO quarnofwk_"); }
-  // The engine may have given the transaction up by itself, for example when the disk was full.
-  int transaction_level() const override { return sqlite3_get_autocommit(database_.get()) != 0 ? 0 : level_; }
+  void commit() override;
+  void rollback() override;
+  int transaction_level() const override { return level_; }
   bool is_alive() override { return true; }
   const ado::Dialect& dialect() const override { return dialect_; }
 
   void run(const std::string& statement);
 
  private:
+  // Answers from the session, because the engine has no such variable; no row as long as nothing was
+  // inserted.
+  std::string identity_query();
   Statement prepare(std::string_view statement, const char** rest = nullptr);
   sqlite3_stmt* prepared(const std::string& statement);
   std::int64_t write_once(const std::string& statement, std::span<const Variant> parameters);
   int key_width(const std::string& table);
   void end_level(const std::string& outermost, const std::string& inner);
+  // The engine gives a whole transaction up after some errors (a timeout while writing, a full disk), and a
+  // statement can end it. What the host believes to be inside it must then not be stored on its own.
+  bool transaction_is_lost() const { return level_ > 0 && sqlite3_get_autocommit(database_.get()) != 0; }
+  void refuse_when_lost() const;
 
   Database database_;
   std::unordered_map<std::string, Statement>
@@ -104,13 +110,25 @@ void SqliteSession::run(const std::string& statement) {
   if (result != SQLITE_DONE && result != SQLITE_ROW) throw engine_error(database_.get(), statement);
 }
 
+std::string SqliteSession::identity_query() {
+  const std::int64_t number = last_identity();
+  return "SELECT " + std::to_string(number) + " AS \"@@Identity\" WHERE " + (number != 0 ? "1" : "0");
+}
+
 ado::Outcome SqliteSession::execute(const std::string& text, std::int32_t timeout_seconds) {
   if (text.find('\0') != std::string::npos) {
     throw ado::provider_error(ado::kErrorsInCommand, "The statement holds a NUL character.", kSourceName);
   }
+  refuse_when_lost();
+  const TimeLimit limit = time_limit(timeout_seconds);
+  const int patience_ms =
+      timeout_seconds > 0 ? std::min(timeout_seconds * 1000, kLockPatienceMs) : kLockPatienceMs;
+  sqlite3_busy_timeout(database_.get(), patience_ms);
   // Several statements run one after the other; what the last one gives is the outcome.
   ado::Outcome outcome;
-  std::string_view rest = text;
+  const std::string own_text =
+      text::equal_fold(text::trim(text), "SELECT @@Identity") ? identity_query() : text;
+  std::string_view rest = own_text;
   bool any = false;
   while (!rest.empty()) {
     const char* tail = nullptr;
@@ -122,12 +140,12 @@ ado::Outcome SqliteSession::execute(const std::string& text, std::int32_t timeou
     outcome = {};
     if (sqlite3_stmt_readonly(statement.get()) == 0) key_widths_.clear();
     if (sqlite3_column_count(statement.get()) > 0) {
-      outcome.rows = std::make_unique<SqliteRows>(
-          database_.get(), std::move(statement), std::string(own), timeout_seconds,
-          [this](const std::string& table) { return key_width(table); });
+      outcome.rows =
+          std::make_unique<SqliteRows>(database_.get(), std::move(statement), std::string(own), limit,
+                                       [this](const std::string& table) { return key_width(table); });
       continue;
     }
-    const Deadline deadline(database_.get(), timeout_seconds);
+    const Deadline deadline(database_.get(), limit);
     const std::int64_t before = sqlite3_total_changes64(database_.get());
     const bool changes = sqlite3_stmt_readonly(statement.get()) == 0;
     if (sqlite3_step(statement.get()) != SQLITE_DONE) throw engine_error(database_.get(), own);
@@ -149,6 +167,7 @@ sqlite3_stmt* SqliteSession::prepared(const std::string& statement) {
 }
 
 std::int64_t SqliteSession::write_once(const std::string& statement, std::span<const Variant> parameters) {
+  refuse_when_lost();
   sqlite3_stmt* const handle = prepared(statement);
   // Reset first and last: an error of an earlier step is reported again by the reset after it.
   sqlite3_reset(handle);
@@ -191,8 +210,17 @@ int SqliteSession::key_width(const std::string& table) {
   return key_widths_[table] = sqlite3_column_int(query.get(), 0);
 }
 
+void SqliteSession::refuse_when_lost() const {
+  if (!transaction_is_lost()) return;
+  throw ado::provider_error(
+      ado::kNoTransaction,
+      "The transaction is no longer active: it was rolled back after an error, or ended by a "
+      "statement. Roll it back to go on.",
+      kSourceName);
+}
+
 void SqliteSession::begin() {
-  level_ = transaction_level();
+  refuse_when_lost();
   if (level_ >= kMostLevels) {
     throw ado::provider_error(ado::kTransactionActive, "Cannot start more transactions on this session.",
                               kSourceName);
@@ -201,12 +229,25 @@ void SqliteSession::begin() {
   // when a read lock is to become a write lock in the middle of a transaction. Readers go on reading.
   const bool can_write = sqlite3_db_readonly(database_.get(), "main") == 0;
   const std::string outermost = can_write ? "BEGIN IMMEDIATE" : "BEGIN";
+  sqlite3_busy_timeout(database_.get(), kLockPatienceMs);
   run(level_ == 0 ? outermost : "SAVEPOINT quarnofwk_" + std::to_string(level_));
   ++level_;
 }
 
+void SqliteSession::commit() {
+  refuse_when_lost();
+  end_level("COMMIT", "RELEASE quarnofwk_");
+}
+
+void SqliteSession::rollback() {
+  if (transaction_is_lost()) {
+    --level_;
+    return;
+  }
+  end_level("ROLLBACK", "ROLLBACK TO quarnofwk_");
+}
+
 void SqliteSession::end_level(const std::string& outermost, const std::string& inner) {
-  level_ = transaction_level();
   if (level_ == 0) throw ado::provider_error(ado::kNoTransaction, "No transaction is active.", kSourceName);
   if (level_ == 1) {
     run(outermost);

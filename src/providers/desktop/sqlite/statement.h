@@ -19,12 +19,20 @@ struct FinalizeStatement {
 };
 using Statement = std::unique_ptr<sqlite3_stmt, FinalizeStatement>;
 
-/// While in scope, a statement that runs longer than the seconds given is interrupted. 0 sets no limit.
+/// When a statement must have ended; nothing when it may run on.
+using TimeLimit = std::optional<std::chrono::steady_clock::time_point>;
+
+/// Counted from now; 0 seconds set no limit.
+inline TimeLimit time_limit(int seconds) {
+  if (seconds <= 0) return std::nullopt;
+  return std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+}
+
+/// While in scope, a statement that runs past its limit is interrupted.
 class Deadline {
  public:
-  Deadline(sqlite3* database, int seconds) : database_(database) {
-    if (seconds <= 0) return;
-    end_ = Clock::now() + std::chrono::seconds(seconds);
+  Deadline(sqlite3* database, TimeLimit limit) : database_(database), end_(limit) {
+    if (!end_) return;
     // Every few thousand steps of the engine's machine: well under a millisecond.
     sqlite3_progress_handler(database_, 4000, &Deadline::expired, this);
   }
@@ -35,11 +43,12 @@ class Deadline {
   Deadline& operator=(const Deadline&) = delete;
 
  private:
-  using Clock = std::chrono::steady_clock;
-  static int expired(void* self) { return Clock::now() > *static_cast<Deadline*>(self)->end_ ? 1 : 0; }
+  static int expired(void* self) {
+    return std::chrono::steady_clock::now() > *static_cast<Deadline*>(self)->end_ ? 1 : 0;
+  }
 
   sqlite3* database_;
-  std::optional<Clock::time_point> end_;
+  TimeLimit end_;
 };
 
 }  // namespace quarno::desktop::sqlite
