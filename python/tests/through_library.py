@@ -45,8 +45,7 @@ def echoed(value):
 
 
 class MemoryUse(ctypes.Structure):
-    _fields_ = [(name, ctypes.c_size_t) for name in
-                ("arena", "ordblks", "smblks", "hblks", "hblkhd", "usmblks", "fsmblks", "uordblks", "fordblks", "keep")]
+    _fields_ = [("before", ctypes.c_size_t * 7), ("uordblks", ctypes.c_size_t), ("after", ctypes.c_size_t * 2)]
 
 
 class Case(unittest.TestCase):

@@ -1,5 +1,5 @@
-// Objects of their own in several threads at once: nothing they share may be seen by the others. The thread
-// sanitizer build looks for the races that pass unnoticed here.
+// Objects of their own in several threads at once: nothing they share may be seen by the others, and an
+// object goes on its own thread. The thread sanitizer build looks for the races that pass unnoticed here.
 #include <gtest/gtest.h>
 
 #include <thread>
@@ -8,6 +8,7 @@
 #include "boundary/classes.h"
 #include "common/error.h"
 #include "common/text.h"
+#include "domain/Corvex.h"
 #include "support/temp_folder.h"
 
 namespace quarno {
@@ -30,7 +31,6 @@ void log_read_and_ask(const std::string& folder, int worker) {
     current_error().source = std::to_string(worker);
     call(*log, "WriteLog", {""});
     EXPECT_EQ(current_error().source, std::to_string(worker));
-    call(*log, "CloseLog");
 
     const auto reader = boundary::create("CFileReader");
     call(*reader, "SetDataMode", {2});
@@ -59,6 +59,39 @@ TEST(Threads, EachWorksWithObjectsOfItsOwn) {
     ++count;
   }
   EXPECT_EQ(count, 150u);
+}
+
+struct Watched : Corvex {
+  explicit Watched(std::thread::id& destroyed_on) : destroyed_on_(destroyed_on) {}
+  ~Watched() override { destroyed_on_ = std::this_thread::get_id(); }
+  std::thread::id& destroyed_on_;
+};
+
+const automation::Object* watched(std::thread::id& destroyed_on) {
+  auto* const object = new Watched(destroyed_on);
+  object->retain();
+  return object;
+}
+
+TEST(Threads, AnObjectReleasedElsewhereGoesOnItsOwnThread) {
+  const automation::Object* left = nullptr;
+  std::thread::id own, drained, at_end, after_end;
+  std::thread([&] {
+    own = std::this_thread::get_id();
+    left = watched(after_end);
+    const auto release_elsewhere = [](const automation::Object* object) {
+      std::thread([object] { object->release_from_any_thread(); }).join();
+    };
+    release_elsewhere(watched(drained));
+    EXPECT_EQ(drained, std::thread::id());
+    automation::OwnerThread::current()->drain();
+    EXPECT_EQ(drained, own);
+    release_elsewhere(watched(at_end));
+    EXPECT_EQ(at_end, std::thread::id());
+  }).join();
+  EXPECT_EQ(at_end, own);
+  left->release_from_any_thread();  // nobody is left to drain
+  EXPECT_EQ(after_end, std::this_thread::get_id());
 }
 
 }  // namespace

@@ -20,16 +20,13 @@ TEST(Convert, EveryTypeByTheAutomationRules) {
       {Variant(), "0", "0", "0", "0", ""}, {Variant::null(), "!94", "!94", "!94", "!94", "!94"},
       {Variant::missing(), "!13", "!13", "!13", "!13", "!13"},
       {Variant::Bytes{1}, "!13", "!13", "!13", "!13", "!13"},
-      {Variant::Array{Variant(1)}, "!13", "!13", "!13", "!13", "!13"},
       {Variant::Object{}, "!13", "!13", "!13", "!13", "!13"}, {true, "-1", "-1", "-1", "1", "True"},
       {false, "0", "0", "0", "0", "False"}, {std::uint8_t{200}, "200", "200", "200", "1", "200"},
       {std::int32_t{40000}, "!6", "40000", "40000", "1", "40000"},
       {std::numeric_limits<std::int64_t>::max(), "!6", "9223372036854775807", "9.2233720368547758e+18",
        "1", "9223372036854775807"},
       {0.5, "0", "0", "0.5", "1", "0.5"}, {1.5, "2", "2", "1.5", "1", "1.5"},
-      {-2.5, "-2", "-2", "-2.5", "1", "-2.5"},
-      {32767.49, "32767", "32767", "32767.490000000002", "1", "32767.49"},
-      {32767.5, "!6", "32768", "32767.5", "1", "32767.5"},
+      {-2.5, "-2", "-2", "-2.5", "1", "-2.5"}, {32767.5, "!6", "32768", "32767.5", "1", "32767.5"},
       {-32768.5, "-32768", "-32768", "-32768.5", "1", "-32768.5"},
       {9.3e18, "!6", "!6", "9.3e+18", "1", "9.3E+18"}, {std::nan(""), "!6", "!6", "nan", "1", "NaN"},
       {2.5f, "2", "2", "2.5", "1", "2.5"}, {Currency{35000}, "4", "4", "3.5", "1", "3.5"},
@@ -44,8 +41,6 @@ TEST(Convert, EveryTypeByTheAutomationRules) {
        "-9.2233720368547758e+18", "1", "-9223372036854775808"},
       {Date{1.5}, "2", "2", "1.5", "1", "31/12/1899 12:00:00"}, {" 12 ", "12", "12", "12", "1", " 12 "},
       {"2.5", "2", "2", "2.5", "1", "2.5"},
-      {"9223372036854775807", "!6", "9223372036854775807", "9.2233720368547758e+18", "1",
-       "9223372036854775807"},
       {"99999999999999999999", "!6", "!6", "1e+20", "1", "99999999999999999999"},
       {"&HFF", "255", "255", "255", "1", "&HFF"}, {"1e3", "1000", "1000", "1000", "1", "1e3"},
       {"true", "!13", "!13", "!13", "1", "true"}, {" FALSE", "!13", "!13", "!13", "0", " FALSE"},
@@ -96,21 +91,18 @@ TEST(Convert, DatesAndTextsByTheLocale) {
   EXPECT_EQ(outcome([&] { return to_double("1.234,5", comma); }), "1234.5");
   EXPECT_EQ(outcome([&] { return to_int64("1,5", comma); }), "2");
 
-  const std::pair<Variant, const char*> dates[] = {
-      {"5/1/2024", "45296"}, {"2,5", "2.5"},  {45296, "45296"},     {Variant(), "0"},
-      {"x", "!13"},          {3000000, "!6"}, {std::nan(""), "!6"}, {Variant::null(), "!94"}};
-  for (const auto& [value, days] : dates) {
-    EXPECT_EQ(outcome([&value = value, &comma] { return to_date(value, comma).days; }), days);
-  }
-  for (const Variant& number :
-       {Variant(), Variant(true), Variant(1), Variant(1.5), Variant("1,5"), Variant("1e2"), Variant(" 7 "),
-        Variant("&HA"), Variant(Currency{1}), Variant(Decimal(1))}) {
-    EXPECT_TRUE(is_numeric(number, comma));
-  }
-  for (const Variant& other :
-       {Variant::null(), Variant::missing(), Variant(Date{1}), Variant(""), Variant("True"), Variant("1x"),
-        Variant(Variant::Bytes{}), Variant(Variant::Array{})}) {
-    EXPECT_FALSE(is_numeric(other, comma));
+  // clang-format off
+  const struct { Variant value; const char* days; bool is_numeric; } rows[] = {
+      {"5/1/2024", "45296", false}, {"2,5", "2.5", true}, {45296, "45296", true}, {Variant(), "0", true},
+      {"x", "!13", false}, {3000000, "!6", true}, {std::nan(""), "!6", true}, {Variant::null(), "!94", false},
+      {true, "-1", true}, {" 7 ", "7", true}, {"&HA", "10", true}, {Currency{10000}, "1", true},
+      {Decimal(1), "1", true}, {Variant::missing(), "!13", false}, {Date{1}, "1", false}, {"", "!13", false},
+      {"True", "!13", false}, {Variant::Bytes{}, "!13", false},
+  };
+  // clang-format on
+  for (const auto& row : rows) {
+    EXPECT_EQ(outcome([&] { return to_date(row.value, comma).days; }), row.days);
+    EXPECT_EQ(is_numeric(row.value, comma), row.is_numeric) << row.days;
   }
 }
 

@@ -37,7 +37,8 @@ TEST(Text, Windows1252BothWays) {
 
   // clang-format off
   const struct { const char* utf8; const char* ansi; } rows[] = {
-      {"€‚ƒŠŽ“”•–™œŸ", "\x80\x82\x83\x8A\x8E\x93\x94\x95\x96\x99\x9C\x9F"},
+      {"€‚ƒ„…†‡ˆ‰Š‹ŒŽ", "\x80\x82\x83\x84\x85\x86\x87\x88\x89\x8A\x8B\x8C\x8E"},
+      {"‘’“”•–—˜™š›œžŸ", "\x91\x92\x93\x94\x95\x96\x97\x98\x99\x9A\x9B\x9C\x9E\x9F"},
       {"perché µg/m³", "perch\xE9 \xB5g/m\xB3"}, {"\u0081", "\x81"}, {"Ж日本", "???"}, {"\U0001F600.", "?."},
       {"\u0080", "?"}, {"e\u0301", "e?"}, {"\xC3|\xFF", "?|?"},
   };
@@ -57,9 +58,7 @@ TEST(Text, UpperCaseTouchesLettersOnly) {
 
 TEST(Text, CutsJoinsAndCompares) {
   EXPECT_EQ(trim("  \tà b\u00A0\n  "), "\tà b\u00A0\n");
-  EXPECT_EQ(trim("   "), "");
   EXPECT_EQ(replace_all("aaa", "aa", "b"), "ba");
-  EXPECT_EQ(replace_all("a'b'", "'", "''"), "a''b''");
   EXPECT_EQ(replace_all("abc", "", "x"), "abc");
   using Pieces = std::vector<std::string_view>;
   EXPECT_EQ(split("", ";"), Pieces{});
@@ -67,12 +66,9 @@ TEST(Text, CutsJoinsAndCompares) {
   EXPECT_EQ(split("a::b:", "::"), (Pieces{"a", "b:"}));
   EXPECT_EQ(split("a;b", ""), Pieces{"a;b"});
   EXPECT_EQ(join({"a", "", "b"}, "|"), "a||b");
-  EXPECT_EQ(join({}, "|"), "");
   // Field and member names fold ASCII alone.
   EXPECT_TRUE(equal_fold("Get£", "GET£"));
-  EXPECT_FALSE(equal_fold("è", "È"));
-  EXPECT_FALSE(equal_fold("[", "{"));
-  EXPECT_FALSE(equal_fold("ab", "abc"));
+  EXPECT_FALSE(equal_fold("è", "È") || equal_fold("[", "{") || equal_fold("ab", "abc"));
   EXPECT_EQ(hash_fold("M_Tabella"), hash_fold("m_tabella"));
   EXPECT_EQ(lower_ascii("ÀB@Z["), "Àb@z[");
 }

@@ -107,6 +107,20 @@ TEST_F(CDataTest, ChecksOfAKindComeBeforeOpening) {
   EXPECT_EQ(dialogs.boxes.at(0), "Database non trovato !");
 }
 
+TEST_F(CDataTest, PingsBeforeOpeningWhenAsked) {
+  platform::fake::ScriptedIcmp icmp;
+  const platform::ScopedPort<platform::Icmp> in_place(icmp);
+  data->SetServer("192.0.2.1");
+  data->set_PingOnOpen(true);
+  icmp.answer = platform::EchoStatus::timed_out;
+  EXPECT_FALSE(data->AccessQuery("SELECT 1"));
+  EXPECT_FALSE(data->IsConnectionOpen());
+  EXPECT_EQ(data->Err_Number(), -5167);
+  EXPECT_EQ(data->Err_Source() + "/" + data->Err_Description(), "CData-Initialize/Error on ping");
+  icmp.answer = platform::EchoStatus::success;
+  EXPECT_TRUE(data->AccessQuery("SELECT 1"));
+}
+
 TEST_F(CDataTest, WritesWalksAndReads) {
   make_table();
   for (int i = 1; i <= 3; ++i) add(i, i * 1.5);
@@ -189,6 +203,20 @@ TEST_F(CDataTest, EachFailureIsRecordedLoggedShownAndRaisedWhenAsked) {
   EXPECT_FALSE(data->Log_Activate());
   EXPECT_TRUE(data->Err_Activate()) << "reading Log_Activate copies it there";
   EXPECT_EQ(test::error_of([&] { return data->ExecuteSQL("SELEC"); }), ado::kErrorsInCommand);
+}
+
+TEST_F(CDataTest, PositionsFailOnceAndOnlyOnAnOpenQuery) {
+  EXPECT_TRUE(data->GetPoundPos(0).is_empty());
+  data->SetPoundPos(0, 1);
+  EXPECT_EQ(data->Err_Number(), 0);
+  EXPECT_EQ(data->GetLastRowID(), -1);
+  make_table();
+  add(7, 1.0);
+  EXPECT_EQ(data->GetLastRowID(), 7);
+  EXPECT_EQ(data->Err_Number(), 0);
+  EXPECT_TRUE(data->GetPoundPos(9).is_empty());
+  EXPECT_EQ(dialogs.boxes.size(), 1u);
+  EXPECT_EQ(data->Err_Description(), "Field not found !");
 }
 
 TEST_F(CDataTest, LogPathIsTheThreadsAndTakenAtSetMessages) {

@@ -223,6 +223,55 @@ TEST_F(DesktopTest, AStatementEndsAtItsTimeout) {
   EXPECT_EQ(connection->Execute("SELECT 1")->value(0), Variant(std::int32_t{1})) << "usable afterwards";
 }
 
+TEST_F(DesktopTest, TheTimeoutHoldsForAllFetches) {
+  connection->set_CommandTimeout(1);
+  EXPECT_EQ(test::error_of([&] {
+              return opened(
+                  "WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c) "
+                  "SELECT x FROM c");
+            }),
+            ado::kTimeoutExpired);
+}
+
+TEST_F(DesktopTest, NothingOfALostTransactionIsStored) {
+  run("CREATE TABLE T (ID INTEGER PRIMARY KEY)");
+  connection->set_CommandTimeout(1);
+  connection->BeginTrans();
+  run("INSERT INTO T VALUES (1)");
+  EXPECT_EQ(
+      error_of(
+          "INSERT INTO T WITH RECURSIVE c(x) AS (SELECT 2 UNION ALL SELECT x + 1 FROM c) SELECT x FROM c"),
+      ado::kTimeoutExpired);
+  for (const char* statement : {"INSERT INTO T VALUES (2)", "SELECT 1"}) {
+    EXPECT_EQ(error_of(statement), ado::kNoTransaction) << "the engine rolled all of it back";
+  }
+  const auto number = [&](void (ado::Connection::*work)()) {
+    return test::error_of([&] {
+      ((*connection).*work)();
+      return 0;
+    });
+  };
+  EXPECT_EQ(number(&ado::Connection::CommitTrans), ado::kNoTransaction);
+  EXPECT_EQ(number(&ado::Connection::RollbackTrans), 0);
+  run("INSERT INTO T VALUES (3)");
+  EXPECT_EQ(opened("SELECT sum(ID) FROM T")->value(0), Variant(std::int32_t{3}));
+}
+
+TEST_F(DesktopTest, RowsWrittenByOthersCanBeChangedAndDeleted) {
+  for (const char* value : {"'x', true", "42009, 0.5", "'2015-01-05', 1", "NULL, NULL"}) {
+    run("DROP TABLE IF EXISTS T");
+    run("CREATE TABLE T (D DATETIME, B BOOLEAN, C CURRENCY, N DECIMAL(20,10), S SINGLE)");
+    run(std::string("INSERT INTO T VALUES (") + value + ", 1.23456, 0.1 + 0.2, 0.1)");
+    const auto rows = opened("SELECT * FROM T");
+    rows->set_value(1, false);
+    rows->Update();
+    rows->set_value(2, Currency{15000});
+    rows->Update();
+    rows->Delete();
+    EXPECT_EQ(opened("SELECT count(*) FROM T")->value(0), Variant(std::int32_t{0})) << value;
+  }
+}
+
 TEST_F(DesktopTest, TwoConnectionsOnOneRowEndInAConflict) {
   run("CREATE TABLE T (ID INTEGER PRIMARY KEY, V TEXT(10))");
   run("INSERT INTO T VALUES (1, 'old')");

@@ -9,7 +9,8 @@
 extern const std::vector<std::string> kSeeds;
 extern const int kMutations;
 const int kMutations = 2'000;
-const std::vector<std::string> kSeeds = {"a;b;;c\r\nx\ry\n\r\n", "x;y\n\nz\n", std::string("n\0u\0l\n", 6), "\r\r\n\n\r"};
+const std::vector<std::string> kSeeds = {"a;b;;c\r\nx\ry\n\r\n", "x;y\n\nz\n", std::string("n\0u\0l\n", 6),
+                                         "\r\r\n\n\r"};
 
 namespace {
 
