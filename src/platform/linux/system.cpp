@@ -65,6 +65,7 @@ TimeFormat time_format(const std::string& format, const char* fallback_separator
 std::string utf8_from(const std::string& codeset, const std::string& bytes) {
   if (codeset == "UTF-8") return bytes;
   const iconv_t converter = ::iconv_open("UTF-8", codeset.c_str());
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): it is how iconv_open says that it cannot
   if (converter == reinterpret_cast<iconv_t>(-1)) return bytes;
   std::string source = bytes;
   std::string target(bytes.size() * 4, '\0');
