@@ -1,10 +1,13 @@
 #include "ado/Recordset.h"
 
 #include <algorithm>
+#include <unordered_map>
 
 #include "ado/Fields.h"
 #include "ado/ado_error.h"
+#include "ado/cursor/criteria.h"
 #include "automation/member_table.h"
+#include "common/convert.h"
 
 namespace quarno::ado {
 namespace {
@@ -91,50 +94,44 @@ void Recordset::Open(const Variant& Source, const Variant& ActiveConnection, std
 }
 
 void Recordset::adopt(Connection& connection, const std::string& source, Rows& rows) {
-  take_columns(rows.columns());
-  std::vector<DataType> types;
-  types.reserve(columns_.size());
-  for (const Column& column : columns_) types.push_back(column.type);
-  auto store = std::make_unique<ColumnStore>(types);
+  auto fetched = std::make_shared<RowSet>(rows.columns());
   connection.report_failures([&] {
-    while (rows.fetch(*store, kFetchRows) > 0) {
+    while (rows.fetch(fetched->store(), kFetchRows) > 0) {
     }
   });
   source_ = source;
   connection_ = Ptr<Connection>(&connection);
-  store_ = std::move(store);
+  take_rows(std::move(fetched));
+}
+
+void Recordset::take_rows(std::shared_ptr<RowSet> rows) {
+  ++generation_;
+  rows_ = std::move(rows);
+  shown_.reset();
+  sort_.clear();
+  const std::size_t count = rows_->columns().size();
+  field_objects_.assign(count, nullptr);
+  pending_.assign(count, Variant());
+  assigned_.assign(count, false);
+  insert_text_.clear();
   connection_->attach(*this);
+  // A filter that was set while it was closed holds for what is opened.
+  if (filter_.is_text()) return choose_rows();
   place_on_first(true);
 }
 
-void Recordset::take_columns(const std::vector<Column>& columns) {
-  ++generation_;
-  columns_ = columns;
-  field_objects_.assign(columns_.size(), nullptr);
-  base_table_.clear();
-  bool several = false;
-  std::vector<std::string> names;
-  names.reserve(columns_.size());
-  for (const Column& column : columns_) {
-    names.push_back(column.name);
-    if (column.base_table.empty()) continue;
-    several = several || (!base_table_.empty() && base_table_ != column.base_table);
-    base_table_ = column.base_table;
-  }
-  if (several) base_table_.clear();
-  names_ = NameIndex(std::move(names));
-  pending_.assign(columns_.size(), Variant());
-  assigned_.assign(columns_.size(), false);
-  insert_text_.clear();
-}
-
 void Recordset::forget_rows() {
-  store_.reset();
-  changed_.clear();
-  deleted_.clear();
-  deleted_count_ = 0;
+  ++generation_;
+  field_objects_.clear();
+  rows_.reset();
+  shown_.reset();
   edit_mode_ = adEditNone;
   place_ = Place::after_last;
+}
+
+const std::vector<Column>& Recordset::columns() const {
+  static const std::vector<Column> none;
+  return is_open() ? rows_->columns() : none;
 }
 
 void Recordset::Close() {
@@ -164,7 +161,7 @@ void Recordset::require_row() const {
   require_open();
   if (edit_mode_ == adEditAdd) return;
   if (place_ != Place::on_row) throw model_error(Model::no_current_record);
-  if (is_deleted(row_)) {
+  if (rows_->is_deleted(row())) {
     throw Error(kDeletedRow, "A given HROW referred to a hard- or soft-deleted row.", "ADODB.Recordset");
   }
 }
@@ -183,8 +180,16 @@ bool Recordset::at_eof() const {
 
 std::int32_t Recordset::RecordCount() const {
   require_open();
-  const std::size_t added = edit_mode_ == adEditAdd ? 1 : 0;
-  return static_cast<std::int32_t>(store_->row_count() - deleted_count_ + added);
+  std::size_t count = position_count();
+  if (rows_->deleted_count() > 0) {
+    if (!shown_) {
+      count -= rows_->deleted_count();
+    } else {
+      count = static_cast<std::size_t>(std::count_if(
+          shown_->begin(), shown_->end(), [this](std::size_t row) { return !rows_->is_deleted(row); }));
+    }
+  }
+  return static_cast<std::int32_t>(count + (edit_mode_ == adEditAdd ? 1 : 0));
 }
 
 std::int32_t Recordset::AbsolutePosition() const {
@@ -193,19 +198,53 @@ std::int32_t Recordset::AbsolutePosition() const {
   if (RecordCount() == 0) return adPosUnknown;
   if (place_ == Place::before_first) return adPosBOF;
   if (place_ == Place::after_last) return adPosEOF;
-  const auto deleted_before =
-      std::count(deleted_.begin(),
-                 deleted_.begin() + static_cast<std::ptrdiff_t>(std::min(row_, deleted_.size())), true);
-  return static_cast<std::int32_t>(row_ - static_cast<std::size_t>(deleted_before) + 1);
+  std::int32_t position = 1;
+  if (rows_->deleted_count() == 0) return static_cast<std::int32_t>(position_) + position;
+  for (std::size_t i = 0; i < position_; ++i) position += rows_->is_deleted(row_at(i)) ? 0 : 1;
+  return position;
+}
+
+void Recordset::set_AbsolutePosition(std::int32_t value) {
+  require_open();
+  finish_edit();
+  if (value < 1 || value > RecordCount()) throw model_error(Model::invalid_argument);
+  place_on_first(true);
+  Move(value - 1);
+}
+
+Variant Recordset::Bookmark() const {
+  require_row();
+  if (edit_mode_ == adEditAdd) throw model_error(Model::no_current_record);
+  return static_cast<double>(row() + 1);
+}
+
+void Recordset::set_Bookmark(const Variant& value) {
+  require_open();
+  finish_edit();
+  const double* const number = value.get_if<double>();
+  const bool known = number != nullptr && *number >= 1 && *number <= static_cast<double>(rows_->row_count());
+  if (!known) throw model_error(Model::invalid_argument);
+  go_to_row(static_cast<std::size_t>(*number) - 1);
+}
+
+void Recordset::go_to_row(std::size_t row) {
+  std::size_t position = row;
+  if (shown_) {
+    const auto found = std::find(shown_->begin(), shown_->end(), row);
+    if (found == shown_->end()) throw model_error(Model::no_current_record);
+    position = static_cast<std::size_t>(found - shown_->begin());
+  }
+  position_ = position;
+  place_ = Place::on_row;
 }
 
 void Recordset::place_on_first(bool forward) {
-  const std::size_t count = store_->row_count();
+  const std::size_t count = position_count();
   place_ = forward ? Place::after_last : Place::before_first;
   for (std::size_t i = 0; i < count; ++i) {
-    const std::size_t row = forward ? i : count - 1 - i;
-    if (is_deleted(row)) continue;
-    row_ = row;
+    const std::size_t position = forward ? i : count - 1 - i;
+    if (rows_->is_deleted(row_at(position))) continue;
+    position_ = position;
     place_ = Place::on_row;
     return;
   }
@@ -231,14 +270,14 @@ void Recordset::step(bool forward) {
   const bool empty = place_ != Place::on_row && RecordCount() == 0;
   if (place_ == beyond || empty) throw model_error(Model::no_current_record);
   if (place_ != Place::on_row) return place_on_first(forward);
-  const std::size_t count = store_->row_count();
+  const std::size_t count = position_count();
   do {
-    if (forward ? row_ + 1 >= count : row_ == 0) {
+    if (forward ? position_ + 1 >= count : position_ == 0) {
       place_ = beyond;
       return;
     }
-    row_ = forward ? row_ + 1 : row_ - 1;
-  } while (is_deleted(row_));
+    position_ = forward ? position_ + 1 : position_ - 1;
+  } while (rows_->is_deleted(row()));
 }
 
 void Recordset::MoveNext() {
@@ -265,43 +304,116 @@ void Recordset::Move(std::int32_t NumRecords) {
 
 bool Recordset::Supports(std::int32_t CursorOptions) const {
   require_open();
-  std::int32_t supported = adHoldRecords | adMovePrevious | adApproxPosition;
-  if (lock_type_ != adLockReadOnly && !base_table_.empty()) supported |= adAddNew | adDelete | adUpdate;
+  std::int32_t supported = adHoldRecords | adMovePrevious | adApproxPosition | adBookmark | adFind;
+  if (lock_type_ != adLockReadOnly && !rows_->base_table().empty())
+    supported |= adAddNew | adDelete | adUpdate;
   return (supported & CursorOptions) == CursorOptions;
 }
 
 std::size_t Recordset::column_index(std::string_view name) const {
-  const std::int32_t index = names_.find(name);
+  const std::int32_t index = find_column(name);
   if (index == NameIndex::kUnknown) throw model_error(Model::item_not_found);
   return static_cast<std::size_t>(index);
-}
-
-const Variant* Recordset::changed_value(std::size_t row, std::size_t column) const {
-  if (changed_.empty()) return nullptr;
-  const auto found = changed_.find(row * columns_.size() + column);
-  return found == changed_.end() ? nullptr : &found->second;
-}
-
-Variant Recordset::stored_value(std::size_t row, std::size_t column) const {
-  const Variant* const changed = changed_value(row, column);
-  return changed != nullptr ? *changed : store_->column(column).value(row);
-}
-
-Variant Recordset::source_value(std::size_t row, std::size_t column) const {
-  const Variant* const changed = changed_value(row, column);
-  return changed != nullptr ? *changed : store_->column(column).source_value(row);
 }
 
 Variant Recordset::value(std::size_t column) const {
   require_row();
   if (edit_mode_ != adEditNone && assigned_[column]) return pending_[column];
   if (edit_mode_ == adEditAdd) return {};
-  return stored_value(row_, column);
+  return rows_->value(row(), column);
 }
 
 Variant Recordset::original_value(std::size_t column) const {
   require_row();
-  return edit_mode_ == adEditAdd ? Variant() : stored_value(row_, column);
+  return edit_mode_ == adEditAdd ? Variant() : rows_->value(row(), column);
+}
+
+void Recordset::Find(const std::string& Criteria, std::int32_t SkipRecords, std::int32_t SearchDirection) {
+  require_open();
+  finish_edit();
+  if (SearchDirection != 1 && SearchDirection != -1) throw model_error(Model::invalid_argument);
+  if (place_ != Place::on_row) throw model_error(Model::no_current_record);
+  const Clause clause =
+      parse_clause(Criteria, rows_->columns(), [this](std::string_view name) { return find_column(name); });
+  const bool forward = SearchDirection == 1;
+  for (std::int32_t i = 0; i < SkipRecords && place_ == Place::on_row; ++i) step(forward);
+  while (place_ == Place::on_row &&
+         (rows_->is_deleted(row()) || !matches(clause, rows_->value(row(), clause.column)))) {
+    step(forward);
+  }
+}
+
+void Recordset::set_Filter(const Variant& value) {
+  Variant filter = std::int32_t{0};
+  if (const auto* text = value.get_if<std::string>()) {
+    if (!text->empty()) filter = *text;
+  } else if (value.is_empty() || to_int32(value, LocaleInfo{}) != 0) {
+    // Groups of pending rows belong to batch updating.
+    throw model_error(Model::invalid_argument);
+  }
+  if (is_open()) finish_edit();
+  std::swap(filter_, filter);
+  if (!is_open()) return;
+  try {
+    choose_rows();
+  } catch (const Error&) {
+    std::swap(filter_, filter);
+    throw;
+  }
+}
+
+void Recordset::set_Sort(const std::string& value) {
+  require_open();
+  finish_edit();
+  if (!value.empty()) parse_sort(value, [this](std::string_view name) { return find_column(name); });
+  sort_ = value;
+  choose_rows();
+}
+
+// Makes the list of rows that filter and sort leave, and goes to its first.
+void Recordset::choose_rows() {
+  const auto find = [this](std::string_view name) { return find_column(name); };
+  const auto* const filter = filter_.get_if<std::string>();
+  std::optional<std::vector<std::size_t>> chosen;
+  if (filter != nullptr || !sort_.empty()) {
+    const Criteria criteria =
+        filter != nullptr ? parse_criteria(*filter, rows_->columns(), find) : Criteria{};
+    chosen.emplace();
+    for (std::size_t i = 0; i < rows_->row_count(); ++i) {
+      if (rows_->is_deleted(i)) continue;
+      const bool wanted =
+          filter == nullptr || matches(criteria, [&](std::size_t column) { return rows_->value(i, column); });
+      if (wanted) chosen->push_back(i);
+    }
+  }
+  if (!sort_.empty()) {
+    // The last key first, each stable, so that the first key decides. Values are made once per row and key.
+    const std::vector<SortKey> keys = parse_sort(sort_, find);
+    for (auto key = keys.rbegin(); key != keys.rend(); ++key) {
+      std::unordered_map<std::size_t, Variant> values;
+      values.reserve(chosen->size());
+      for (const std::size_t row : *chosen) values.emplace(row, rows_->value(row, key->column));
+      std::stable_sort(chosen->begin(), chosen->end(), [&](std::size_t a, std::size_t b) {
+        const int order = compare_values(values.at(a), values.at(b));
+        return key->descending ? order > 0 : order < 0;
+      });
+    }
+  }
+  shown_ = std::move(chosen);
+  place_on_first(true);
+}
+
+Ptr<Recordset> Recordset::Clone(std::int32_t LockType) const {
+  require_open();
+  if (LockType != adLockUnspecified && LockType != adLockReadOnly) throw model_error(Model::invalid_argument);
+  auto clone = make<Recordset>();
+  clone->source_ = source_;
+  clone->connection_ = connection_;
+  clone->cursor_type_ = cursor_type_;
+  clone->cursor_location_ = cursor_location_;
+  clone->lock_type_ = LockType == adLockReadOnly ? LockType : lock_type_;
+  clone->take_rows(rows_);
+  return clone;
 }
 
 namespace {
@@ -345,6 +457,23 @@ constexpr Member kMembers[] = {
         "already."),
     method<&Recordset::Supports>("Supports", {param("CursorOptions")},
                                  "Whether all the cursor options are supported."),
+    property<&Recordset::Bookmark, &Recordset::set_Bookmark>(
+        "Bookmark",
+        "Mark of the current row, valid in clones too. Raises 3021 without one, 3001 for no mark."),
+    method<&Recordset::Find>(
+        "Find", {param("Criteria"), param("SkipRecords", 0), param("SearchDirection", 1)},
+        "To the next row, the current one included, for which \"column op value\" holds; to EOF or BOF "
+        "when there is none. Raises 3021 without a current row, 3001 and 3265 for a bad criterion."),
+    property<&Recordset::Filter, &Recordset::set_Filter>(
+        "Filter",
+        "Criteria joined with AND and OR that choose the rows; \"\" or 0 for all. Goes to the first of "
+        "them."),
+    property<&Recordset::Sort, &Recordset::set_Sort>(
+        "Sort", "\"a ASC, [b c] DESC\"; \"\" for the order of the query. Goes to the first row."),
+    method<&Recordset::Clone>(
+        "Clone", {param("LockType", -1)},
+        "Another recordset over the same rows, with a current row, filter and order of its own. "
+        "LockType 1 makes it read-only."),
     read_only<&Recordset::EditMode>("EditMode",
                                     "0 none, 1 the current row is being changed, 2 a row is being added."),
     method<&Recordset::AddNew>("AddNew", "Begins a new row. Raises 3251 when the rows cannot be updated."),

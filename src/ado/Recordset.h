@@ -5,16 +5,15 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 #include "ado/Connection.h"
-#include "ado/cursor/column_store.h"
+#include "ado/cursor/row_set.h"
 #include "ado/enums.h"
 #include "ado/provider.h"
 #include "automation/automation.h"
-#include "common/name_index.h"
 
 namespace quarno::ado {
 
@@ -54,12 +53,23 @@ class Recordset : public automation::Automation<Recordset> {
   bool at_eof() const;
   std::int32_t RecordCount() const;
   std::int32_t AbsolutePosition() const;
+  void set_AbsolutePosition(std::int32_t value);
+  Variant Bookmark() const;
+  void set_Bookmark(const Variant& value);
   void MoveFirst();
   void MoveLast();
   void MoveNext();
   void MovePrevious();
   void Move(std::int32_t NumRecords);
   bool Supports(std::int32_t CursorOptions) const;
+
+  // Choosing rows
+  void Find(const std::string& Criteria, std::int32_t SkipRecords = 0, std::int32_t SearchDirection = 1);
+  Variant Filter() const { return filter_; }
+  void set_Filter(const Variant& value);
+  std::string Sort() const { return sort_; }
+  void set_Sort(const std::string& value);
+  Ptr<Recordset> Clone(std::int32_t LockType = adLockUnspecified) const;
 
   // Editing
   std::int32_t EditMode() const { return edit_mode_; }
@@ -70,12 +80,15 @@ class Recordset : public automation::Automation<Recordset> {
 
   // For the model's other objects and the worker.
 
-  bool is_open() const { return store_ != nullptr; }
-  const std::vector<Column>& columns() const { return columns_; }
+  bool is_open() const { return rows_ != nullptr; }
+  /// None while it is closed.
+  const std::vector<Column>& columns() const;
   /// Position of a field; raises 3265 when there is none of that name.
   std::size_t column_index(std::string_view name) const;
   /// Position or -1.
-  std::int32_t find_column(std::string_view name) const { return names_.find(name); }
+  std::int32_t find_column(std::string_view name) const {
+    return is_open() ? rows_->find_column(name) : NameIndex::kUnknown;
+  }
   /// The current row's value; raises 3704, 3021 or -2147217885 (row deleted) when there is none.
   Variant value(std::size_t column) const;
   Variant original_value(std::size_t column) const;
@@ -93,11 +106,12 @@ class Recordset : public automation::Automation<Recordset> {
   void require_open() const;
   void require_row() const;
   void require_updatable() const;
-  bool is_deleted(std::size_t row) const { return row < deleted_.size() && deleted_[row]; }
-  Variant stored_value(std::size_t row, std::size_t column) const;
-  // The same as the data source itself holds it.
-  Variant source_value(std::size_t row, std::size_t column) const;
-  const Variant* changed_value(std::size_t row, std::size_t column) const;
+  // The row shown at a position: all rows in their order, unless a filter or a sort made a list.
+  std::size_t row_at(std::size_t position) const { return shown_ ? (*shown_)[position] : position; }
+  std::size_t position_count() const { return shown_ ? shown_->size() : rows_->row_count(); }
+  std::size_t row() const { return row_at(position_); }
+  void go_to_row(std::size_t row);
+  void choose_rows();
   // An edit in progress is sent before the cursor leaves its row.
   void finish_edit();
   void step(bool forward);
@@ -111,7 +125,7 @@ class Recordset : public automation::Automation<Recordset> {
   RowCriteria criteria_for(const std::vector<std::size_t>& changed) const;
   // Writes the current row, which must still be there as it was read.
   void write_current_row(const std::string& statement, const std::vector<Variant>& parameters, bool has_key);
-  void take_columns(const std::vector<Column>& columns);
+  void take_rows(std::shared_ptr<RowSet> rows);
   void forget_rows();
 
   std::string source_;
@@ -120,16 +134,12 @@ class Recordset : public automation::Automation<Recordset> {
   std::int32_t cursor_location_ = adUseServer;
   std::int32_t lock_type_ = adLockReadOnly;
 
-  std::vector<Column> columns_;
-  NameIndex names_;
-  std::string base_table_;              // of all columns that have one; empty when there are none or several
-  std::unique_ptr<ColumnStore> store_;  // null while closed
-  std::unordered_map<std::size_t, Variant>
-      changed_;                // by row * columns + column: what updates put over the store
-  std::vector<bool> deleted_;  // empty until a row is deleted
-  std::size_t deleted_count_ = 0;
+  std::shared_ptr<RowSet> rows_;  // null while closed; shared with clones
+  std::optional<std::vector<std::size_t>> shown_;
+  Variant filter_ = std::int32_t{0};  // a criteria text, or 0 for none
+  std::string sort_;
   Place place_ = Place::after_last;
-  std::size_t row_ = 0;
+  std::size_t position_ = 0;
 
   std::int32_t edit_mode_ = adEditNone;
   std::vector<Variant> pending_;  // by column, coerced

@@ -22,7 +22,7 @@ struct Recordset::RowCriteria {
 };
 
 void Recordset::require_updatable() const {
-  if (lock_type_ == adLockReadOnly || base_table_.empty()) {
+  if (lock_type_ == adLockReadOnly || rows_->base_table().empty()) {
     throw Error(
         full_number(Model::feature_not_available),
         "Current Recordset does not support updating. This may be a limitation of the provider, or of the "
@@ -34,11 +34,11 @@ void Recordset::require_updatable() const {
 void Recordset::set_value(std::size_t column, const Variant& value) {
   require_row();
   require_updatable();
-  const Column& info = columns_[column];
+  const Column& info = rows_->columns()[column];
   if (info.base_column.empty()) throw multiple_step_error();
   Variant own = coerced(value, info, platform::locale());
   if (edit_mode_ == adEditNone) {
-    assigned_.assign(columns_.size(), false);
+    assigned_.assign(rows_->columns().size(), false);
     edit_mode_ = adEditInProgress;
   }
   pending_[column] = std::move(own);
@@ -50,7 +50,7 @@ void Recordset::AddNew() {
   require_updatable();
   finish_edit();
   place_before_add_ = place_;
-  assigned_.assign(columns_.size(), false);
+  assigned_.assign(rows_->columns().size(), false);
   edit_mode_ = adEditAdd;
 }
 
@@ -77,42 +77,44 @@ void Recordset::insert_pending() {
   Session& session = connection_->session(Model::invalid_connection);
   if (insert_text_.empty() || insert_assigned_ != assigned_) {
     std::vector<std::string_view> names;
-    for (std::size_t i = 0; i < columns_.size(); ++i) {
-      if (assigned_[i]) names.push_back(columns_[i].base_column);
+    for (std::size_t i = 0; i < rows_->columns().size(); ++i) {
+      if (assigned_[i]) names.push_back(rows_->columns()[i].base_column);
     }
-    insert_text_ = insert_text(session.dialect(), base_table_, names);
+    insert_text_ = insert_text(session.dialect(), rows_->base_table(), names);
     insert_assigned_ = assigned_;
   }
   parameters_.clear();
-  for (std::size_t i = 0; i < columns_.size(); ++i) {
+  for (std::size_t i = 0; i < rows_->columns().size(); ++i) {
     if (assigned_[i]) parameters_.push_back(pending_[i]);
   }
   connection_->report_failures([&] { session.write(insert_text_, parameters_, -1); });
 
   // What the source fills in by itself is known only for the number it gives.
-  for (std::size_t i = 0; i < columns_.size(); ++i) {
+  for (std::size_t i = 0; i < rows_->columns().size(); ++i) {
     if (assigned_[i]) {
-      store_->column(i).append(pending_[i]);
-    } else if (columns_[i].auto_increment) {
-      store_->column(i).append_integer(session.last_identity());
+      rows_->store().column(i).append(pending_[i]);
+    } else if (rows_->columns()[i].auto_increment) {
+      rows_->store().column(i).append_integer(session.last_identity());
     } else {
-      store_->column(i).append_null();
+      rows_->store().column(i).append_null();
     }
   }
-  row_ = store_->row_count() - 1;
-  place_ = Place::on_row;
+  const std::size_t added = rows_->row_count() - 1;
+  if (shown_) shown_->push_back(added);  // shown until the rows are chosen anew, whatever the filter says
+  go_to_row(added);
   edit_mode_ = adEditNone;
 }
 
 Recordset::RowCriteria Recordset::criteria_for(const std::vector<std::size_t>& changed) const {
   RowCriteria result;
-  result.has_key = std::any_of(columns_.begin(), columns_.end(), [](const Column& c) { return c.key; });
-  for (std::size_t i = 0; i < columns_.size(); ++i) {
-    const bool identifies = result.has_key ? columns_[i].key : true;
+  result.has_key =
+      std::any_of(rows_->columns().begin(), rows_->columns().end(), [](const Column& c) { return c.key; });
+  for (std::size_t i = 0; i < rows_->columns().size(); ++i) {
+    const bool identifies = result.has_key ? rows_->columns()[i].key : true;
     const bool was_changed = std::find(changed.begin(), changed.end(), i) != changed.end();
-    if (!can_be_compared(columns_[i]) || !(identifies || was_changed)) continue;
-    Variant original = source_value(row_, i);
-    result.criteria.push_back({columns_[i].base_column, original.is_null()});
+    if (!can_be_compared(rows_->columns()[i]) || !(identifies || was_changed)) continue;
+    Variant original = rows_->source_value(row(), i);
+    result.criteria.push_back({rows_->columns()[i].base_column, original.is_null()});
     if (!original.is_null()) result.parameters.push_back(std::move(original));
   }
   return result;
@@ -143,17 +145,18 @@ void Recordset::update_pending() {
   std::vector<std::size_t> changed;
   std::vector<std::string_view> names;
   std::vector<Variant> parameters;
-  for (std::size_t i = 0; i < columns_.size(); ++i) {
+  for (std::size_t i = 0; i < rows_->columns().size(); ++i) {
     if (!assigned_[i]) continue;
     changed.push_back(i);
-    names.push_back(columns_[i].base_column);
+    names.push_back(rows_->columns()[i].base_column);
     parameters.push_back(pending_[i]);
   }
-  RowCriteria row = criteria_for(changed);
+  RowCriteria found = criteria_for(changed);
   const Dialect& dialect = connection_->session(Model::invalid_connection).dialect();
-  std::move(row.parameters.begin(), row.parameters.end(), std::back_inserter(parameters));
-  write_current_row(update_text(dialect, base_table_, names, row.criteria), parameters, row.has_key);
-  for (const std::size_t i : changed) changed_[row_ * columns_.size() + i] = pending_[i];
+  std::move(found.parameters.begin(), found.parameters.end(), std::back_inserter(parameters));
+  write_current_row(update_text(dialect, rows_->base_table(), names, found.criteria), parameters,
+                    found.has_key);
+  for (const std::size_t i : changed) rows_->change(row(), i, pending_[i]);
 }
 
 void Recordset::Delete() {
@@ -162,12 +165,11 @@ void Recordset::Delete() {
   if (edit_mode_ == adEditAdd) return CancelUpdate();
   end_edit();
   require_row();
-  const RowCriteria row = criteria_for({});
+  const RowCriteria found = criteria_for({});
   const Dialect& dialect = connection_->session(Model::invalid_connection).dialect();
-  write_current_row(delete_text(dialect, base_table_, row.criteria), row.parameters, row.has_key);
-  if (deleted_.size() <= row_) deleted_.resize(store_->row_count(), false);
-  deleted_[row_] = true;
-  ++deleted_count_;
+  write_current_row(delete_text(dialect, rows_->base_table(), found.criteria), found.parameters,
+                    found.has_key);
+  rows_->mark_deleted(row());
 }
 
 }  // namespace quarno::ado

@@ -67,6 +67,7 @@ enum CursorOption : std::int32_t {
   adMovePrevious = 0x200,
   adBookmark = 0x2000,
   adApproxPosition = 0x4000,
+  adFind = 0x80000,
   adAddNew = 0x1000400,
   adDelete = 0x1000800,
   adUpdate = 0x1008000,

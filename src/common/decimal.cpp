@@ -147,13 +147,17 @@ std::optional<Decimal> Decimal::rescaled(int scale) const {
   return build(negative_, value, scale);
 }
 
-bool operator==(const Decimal& a, const Decimal& b) {
+int compare(const Decimal& a, const Decimal& b) {
   const int scale = std::max<int>(a.scale_, b.scale_);
   const auto left = a.rescaled(scale);
   const auto right = b.rescaled(scale);
-  // One that cannot take the other's scale is larger in magnitude than anything that has it.
-  if (!left || !right) return false;
-  return left->negative_ == right->negative_ && mantissa(*left) == mantissa(*right);
+  // One that cannot take the other's scale is far larger in magnitude than anything that has it.
+  if (!left || !right) return a.to_double() < b.to_double() ? -1 : 1;
+  if (left->negative_ != right->negative_) return left->negative_ ? -1 : 1;
+  const Wide x = mantissa(*left);
+  const Wide y = mantissa(*right);
+  const int magnitude = x < y ? -1 : (x > y ? 1 : 0);
+  return left->negative_ ? -magnitude : magnitude;
 }
 
 std::optional<Currency> Currency::from_decimal(const Decimal& value) {

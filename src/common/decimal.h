@@ -37,7 +37,9 @@ class Decimal {
   std::uint64_t low() const { return low_; }
   std::uint8_t scale() const { return scale_; }
   /// Same value, whatever the scales: 1.5 equals 1.50.
-  friend bool operator==(const Decimal& a, const Decimal& b);
+  friend bool operator==(const Decimal& a, const Decimal& b) { return compare(a, b) == 0; }
+  /// Negative, 0 or positive, by value.
+  friend int compare(const Decimal& a, const Decimal& b);
 
  private:
   std::uint64_t low_ = 0;

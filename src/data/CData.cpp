@@ -189,6 +189,27 @@ Variant CData::CloseRs() {
   });
 }
 
+Variant CData::SetRecordSet(const Ptr<automation::Object>& rs) {
+  return guarded({"SetRecordSet"}, [&] {
+    auto* const recordset = dynamic_cast<ado::Recordset*>(rs.get());
+    if (recordset == nullptr) throw run_time_error(RunTime::type_mismatch);
+    worker_.replace_recordset(Ptr<ado::Recordset>(recordset));
+    return Variant();
+  });
+}
+
+Variant CData::RefreshADO() {
+  return guarded({"RefreshADO"}, [&] {
+    worker_.requery();
+    return Variant();
+  });
+}
+
+void CData::GetStruct() {
+  // The field list is there as soon as the query is open.
+  guarded({"GetStruct"}, [&] { worker_.open_rows(); });
+}
+
 // --- Moving ------------------------------------------------------------------------------------------------
 
 bool CData::MoveNext() {
@@ -205,6 +226,26 @@ void CData::MoveLast() {
 }
 bool CData::IsEof() {
   return guarded({"IsEof"}, [&] { return worker_.is_eof(); });
+}
+
+bool CData::Find(const std::string& criterio, std::int32_t direzione) {
+  return guarded({"Find"}, [&] { return worker_.find(criterio, direzione); });
+}
+
+bool CData::SetIndex(const std::string&) {
+  // Client cursors have no index of the data source's, which is an answer and no failure.
+  return guarded({"SetIndex"}, [&] {
+    worker_.ensure_open();
+    return false;
+  });
+}
+
+bool CData::SeekIndex(const Variant::Array&, const std::string& indice) {
+  return guarded({"SeekIndex"}, [&]() -> bool {
+    if (!indice.empty()) SetIndex(indice);
+    worker_.open_rows();
+    throw ado::model_error(ado::Model::feature_not_available);
+  });
 }
 
 // --- Fields ------------------------------------------------------------------------------------------------

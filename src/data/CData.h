@@ -87,6 +87,10 @@ class CData : public automation::Automation<CData> {
   bool AccessQuery(const std::string& strquery);
   Variant CloseRs();
   Ptr<ado::Recordset> GetRecordSet() const { return worker_.recordset(); }
+  Ptr<ado::Recordset> GetClone() const { return worker_.clone(); }
+  Variant SetRecordSet(const Ptr<automation::Object>& rs);
+  Variant RefreshADO();
+  void GetStruct();
 
   // Moving
   bool MoveNext();
@@ -94,6 +98,9 @@ class CData : public automation::Automation<CData> {
   void MoveFirst();
   void MoveLast();
   bool IsEof();
+  bool Find(const std::string& criterio, std::int32_t direzione);
+  bool SetIndex(const std::string& indice);
+  bool SeekIndex(const Variant::Array& Valori, const std::string& indice = {});
 
   // Fields
   Variant GetPound(const std::string& Campo);

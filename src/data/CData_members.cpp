@@ -162,12 +162,33 @@ constexpr Member kMembers[] = {
                             "Closes the query; an edit that was not saved is dropped. Always empty."),
     method<&CData::GetRecordSet>("GetRecordSet", "The current recordset, empty before the first query."),
 
+    method<&CData::GetClone>("GetClone",
+                             "A clone of the current recordset, taken when the query opened: same rows, a "
+                             "current row of its own. Empty before the first query."),
+    method<&CData::SetRecordSet>(
+        "SetRecordSet", {param("rs")},
+        "Makes a recordset the current one. Always empty; fails with 13 when it is none."),
+    method<&CData::RefreshADO>("RefreshADO", "Runs the current recordset's statement again. Always empty."),
+    method<&CData::GetStruct>("GetStruct",
+                              "Loads the field list of the current recordset, which is always loaded."),
+
     method<&CData::MoveNext>("MoveNext", "One row on. False on the last row, which stays current."),
     method<&CData::MovePrev>("MovePrev", "One row back. False on the first row, which stays current."),
     method<&CData::MoveFirst>("MoveFirst", "To the first row."),
     method<&CData::MoveLast>("MoveLast", "To the last row."),
     method<&CData::IsEof>("IsEof",
                           "Whether MoveNext ran past the last row, the query has no rows, or none is open."),
+
+    method<&CData::Find>(
+        "Find", {param("criterio"), param("direzione")},
+        "To the first row from the current one on for which \"column op value\" holds, in the direction of "
+        "Find_Forward or Find_Backward. False when there is none or it fails."),
+    method<&CData::SetIndex>(
+        "SetIndex", {param("indice")},
+        "Chooses an index of the data source for SeekIndex. False: client cursors have none."),
+    method<&CData::SeekIndex>(
+        "SeekIndex", {param("Valori"), param("indice", "")},
+        "Looks key values up in the index. False, as a failure with 3251: client cursors have none."),
 
     method<&CData::GetPound>("Get£", {param("Campo")},
                              "Value of a field in the current row. Null reads as 0 (numbers but currency), "

@@ -81,6 +81,7 @@ void CRecorset::open_recordset(const std::string& statement) {
   if (!connection_->is_open()) throw ado::model_error(ado::Model::invalid_connection);
   recordset_->set_ActiveConnection(Ptr<automation::Object>(connection_.get()));
   recordset_->Open(statement, Variant(), ado::adOpenUnspecified, ado::adLockUnspecified, execute_options);
+  clone_ = recordset_->is_open() ? recordset_->Clone() : nullptr;
   editing_ = false;
 }
 
@@ -116,6 +117,19 @@ bool CRecorset::move_previous() {
   if (!rows.at_bof()) return true;
   rows.MoveNext();
   return false;
+}
+
+bool CRecorset::find(const std::string& criterion, std::int32_t direction) {
+  ado::Recordset& rows = open_rows();
+  rows.Find(criterion, 0, direction);
+  return !rows.at_bof() && !rows.at_eof();
+}
+
+void CRecorset::replace_recordset(const Ptr<ado::Recordset>& recordset) {
+  recordset_ = recordset;
+  clone_ = nullptr;
+  editing_ = false;
+  past_end_ = false;
 }
 
 bool CRecorset::is_eof() const { return !is_recordset_open() || past_end_ || recordset_->at_eof(); }

@@ -52,6 +52,12 @@ class CRecorset {
   bool move_previous();
   void move_first() { open_rows().MoveFirst(); }
   void move_last() { open_rows().MoveLast(); }
+  /// Searches from the current row on, itself included; false when it ends beyond the rows.
+  bool find(const std::string& criterion, std::int32_t direction);
+  void requery() { open_rows().Requery(); }
+  void replace_recordset(const Ptr<ado::Recordset>& recordset);
+  /// Of the last query opened: same rows, a current row of its own.
+  const Ptr<ado::Recordset>& clone() const { return clone_; }
   bool is_eof() const;
   /// Empty when there is no current row to read.
   Variant field_value(std::string_view name) const;
@@ -80,6 +86,7 @@ class CRecorset {
   Ptr<CError> error_;
   Ptr<ado::Connection> connection_;
   Ptr<ado::Recordset> recordset_;
+  Ptr<ado::Recordset> clone_;
   bool editing_ = false;   // a row is being added or edited
   bool past_end_ = false;  // MoveNext ran past the last row, or MovePrev past the first
 };

@@ -209,6 +209,58 @@ TEST_F(RecordsetTest, EditsStayOpenUntilTheSourceTookThem) {
   EXPECT_EQ(error([&] { read_only->set_value(0, 1); }), number(Model::feature_not_available));
 }
 
+TEST_F(RecordsetTest, FindsFiltersSortsAndClones) {
+  script.rows = 6;
+  const auto rows = opened();
+  const auto id = [&] { return *rows->value(0).get_if<std::int32_t>(); };
+  rows->Find("ID > 3");
+  EXPECT_EQ(id(), 4);
+  rows->Find("Name = 'N4'");
+  EXPECT_EQ(id(), 4) << "the current row counts";
+  rows->Find("ID < 4", 0, -1);
+  EXPECT_EQ(id(), 3);
+  const Variant mark = rows->Bookmark();
+  rows->Find("ID = 99");
+  EXPECT_TRUE(rows->at_eof());
+  EXPECT_EQ(error([&] { rows->Find("ID = 1"); }), number(Model::no_current_record));
+
+  const auto clone = rows->Clone();
+  EXPECT_EQ(clone->AbsolutePosition(), 1) << "a current row of its own";
+  clone->set_Bookmark(mark);
+  EXPECT_EQ(clone->value(0), Variant(std::int32_t{3}));
+  clone->set_value(1, "zz");
+  clone->Update();
+  rows->set_Bookmark(mark);
+  EXPECT_EQ(rows->value(1), Variant("zz")) << "the rows are shared";
+
+  rows->set_Sort("Name DESC");
+  EXPECT_EQ(id(), 3);
+  rows->set_Filter("ID >= 2 AND ID <= 4");
+  EXPECT_EQ(rows->RecordCount(), 3);
+  EXPECT_EQ(clone->RecordCount(), 6) << "the filter is not";
+  EXPECT_EQ(id(), 3);
+  rows->MoveNext();
+  EXPECT_EQ(id(), 4);
+  rows->Delete();
+  EXPECT_EQ(rows->RecordCount(), 2);
+  EXPECT_EQ(clone->RecordCount(), 5);
+  rows->set_AbsolutePosition(2);
+  EXPECT_EQ(id(), 2);
+  EXPECT_EQ(error([&] { rows->set_AbsolutePosition(3); }), number(Model::invalid_argument));
+  EXPECT_EQ(error([&] { rows->set_Filter("NONE = 1"); }), number(Model::item_not_found));
+  EXPECT_EQ(rows->Filter(), Variant("ID >= 2 AND ID <= 4")) << "a bad filter changes nothing";
+  rows->AddNew();
+  rows->set_value(0, 100);
+  rows->Update();
+  EXPECT_EQ(rows->AbsolutePosition(), 3) << "a new row shows until the rows are chosen again";
+  rows->set_Filter("");
+  rows->set_Sort("");
+  EXPECT_EQ(rows->RecordCount(), 6);
+  EXPECT_EQ(id(), 1);
+  rows->Close();
+  EXPECT_EQ(clone->RecordCount(), 6);
+}
+
 TEST_F(RecordsetTest, FailureWhileFetchingLeavesItClosed) {
   script.fail_at_row = 2;
   const auto rows = make<Recordset>();

@@ -205,6 +205,25 @@ TEST_F(CDataTest, EachFailureIsRecordedLoggedShownAndRaisedWhenAsked) {
   EXPECT_EQ(test::error_of([&] { return data->ExecuteSQL("SELEC"); }), ado::kErrorsInCommand);
 }
 
+TEST_F(CDataTest, FindsAndHandsOutClones) {
+  make_table();
+  for (int i = 1; i <= 3; ++i) add(i, i * 1.5);
+  ASSERT_TRUE(data->Selection());
+  EXPECT_TRUE(data->Find("V > 1.6", 1));
+  EXPECT_EQ(data->GetValue("ID"), Variant(std::int32_t{2}));
+  EXPECT_EQ(data->GetClone()->value(0), Variant(std::int32_t{1}));
+  EXPECT_FALSE(data->Find("ID = 9", 1));
+  EXPECT_EQ(data->Err_Number(), 0) << "not found is no failure";
+  EXPECT_FALSE(data->Find("ID = 1", -1)) << "nothing is current behind the last row";
+  EXPECT_EQ(data->Err_Number(), ado::full_number(ado::Model::no_current_record));
+  EXPECT_FALSE(data->SetIndex("I"));
+  data->SetRecordSet(data->GetClone());
+  EXPECT_EQ(data->GetValue("ID"), Variant(std::int32_t{1}));
+  ASSERT_TRUE(data->ExecuteSQL("DELETE FROM T WHERE ID = 1"));
+  data->RefreshADO();
+  EXPECT_EQ(data->RecordCount(), 2);
+}
+
 TEST_F(CDataTest, PositionsFailOnceAndOnlyOnAnOpenQuery) {
   EXPECT_TRUE(data->GetPoundPos(0).is_empty());
   data->SetPoundPos(0, 1);

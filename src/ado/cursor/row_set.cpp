@@ -1,0 +1,64 @@
+#include "ado/cursor/row_set.h"
+
+namespace quarno::ado {
+namespace {
+
+std::vector<DataType> types_of(const std::vector<Column>& columns) {
+  std::vector<DataType> types;
+  types.reserve(columns.size());
+  for (const Column& column : columns) types.push_back(column.type);
+  return types;
+}
+
+std::vector<std::string> names_of(const std::vector<Column>& columns) {
+  std::vector<std::string> names;
+  names.reserve(columns.size());
+  for (const Column& column : columns) names.push_back(column.name);
+  return names;
+}
+
+std::string table_of(const std::vector<Column>& columns) {
+  std::string table;
+  for (const Column& column : columns) {
+    if (column.base_table.empty()) continue;
+    if (!table.empty() && table != column.base_table) return {};
+    table = column.base_table;
+  }
+  return table;
+}
+
+}  // namespace
+
+RowSet::RowSet(std::vector<Column> columns)
+    : columns_(std::move(columns)),
+      names_(names_of(columns_)),
+      base_table_(table_of(columns_)),
+      store_(types_of(columns_)) {}
+
+const Variant* RowSet::changed_value(std::size_t row, std::size_t column) const {
+  if (changed_.empty()) return nullptr;
+  const auto found = changed_.find(row * columns_.size() + column);
+  return found == changed_.end() ? nullptr : &found->second;
+}
+
+Variant RowSet::value(std::size_t row, std::size_t column) const {
+  const Variant* const changed = changed_value(row, column);
+  return changed != nullptr ? *changed : store_.column(column).value(row);
+}
+
+Variant RowSet::source_value(std::size_t row, std::size_t column) const {
+  const Variant* const changed = changed_value(row, column);
+  return changed != nullptr ? *changed : store_.column(column).source_value(row);
+}
+
+void RowSet::change(std::size_t row, std::size_t column, Variant value) {
+  changed_.insert_or_assign(row * columns_.size() + column, std::move(value));
+}
+
+void RowSet::mark_deleted(std::size_t row) {
+  if (deleted_.size() <= row) deleted_.resize(row_count(), false);
+  if (!deleted_[row]) ++deleted_count_;
+  deleted_[row] = true;
+}
+
+}  // namespace quarno::ado

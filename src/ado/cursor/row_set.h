@@ -1,0 +1,52 @@
+// The rows of a client cursor with what edits did to them. Shared by a recordset and its clones: a change
+// through one is seen in all. Rows are told by their number, which never changes; a deleted row keeps its
+// own.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "ado/cursor/column_store.h"
+#include "ado/provider.h"
+#include "common/name_index.h"
+
+namespace quarno::ado {
+
+class RowSet {
+ public:
+  explicit RowSet(std::vector<Column> columns);
+
+  const std::vector<Column>& columns() const { return columns_; }
+  /// Position of a column or NameIndex::kUnknown; the first of several equal names.
+  std::int32_t find_column(std::string_view name) const { return names_.find(name); }
+  /// The one table that columns come from; empty when there are none or several.
+  const std::string& base_table() const { return base_table_; }
+  ColumnStore& store() { return store_; }
+
+  /// Deleted rows included.
+  std::size_t row_count() const { return store_.row_count(); }
+  std::size_t deleted_count() const { return deleted_count_; }
+  bool is_deleted(std::size_t row) const { return row < deleted_.size() && deleted_[row]; }
+  Variant value(std::size_t row, std::size_t column) const;
+  /// The same as the data source itself holds it.
+  Variant source_value(std::size_t row, std::size_t column) const;
+
+  /// What an update stored at the source.
+  void change(std::size_t row, std::size_t column, Variant value);
+  void mark_deleted(std::size_t row);
+
+ private:
+  const Variant* changed_value(std::size_t row, std::size_t column) const;
+
+  std::vector<Column> columns_;
+  NameIndex names_;
+  std::string base_table_;
+  ColumnStore store_;
+  std::unordered_map<std::size_t, Variant> changed_;  // by row * columns + column, over the store
+  std::vector<bool> deleted_;                         // empty until a row is deleted
+  std::size_t deleted_count_ = 0;
+};
+
+}  // namespace quarno::ado
