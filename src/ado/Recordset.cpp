@@ -87,21 +87,51 @@ void Recordset::Open(const Variant& Source, const Variant& ActiveConnection, std
   Session& session = connection_->session(Model::invalid_connection);
   if (source_.empty())
     throw Error(kNoCommandText, "Command text was not set for the command object.", "ADODB.Recordset");
-  const Outcome outcome =
+  Outcome outcome =
       connection_->report_failures([&] { return session.execute(source_, connection_->CommandTimeout()); });
   // A statement without rows leaves the recordset closed.
-  if (outcome.rows != nullptr) adopt(*connection_, source_, *outcome.rows);
+  if (outcome.rows == nullptr) return;
+  const bool forward_only =
+      cursor_location_ == adUseServer && cursor_type_ == adOpenForwardOnly && lock_type_ == adLockReadOnly;
+  adopt(*connection_, source_, std::move(outcome.rows), forward_only);
 }
 
-void Recordset::adopt(Connection& connection, const std::string& source, Rows& rows) {
-  auto fetched = std::make_shared<RowSet>(rows.columns());
+void Recordset::adopt(Connection& connection, const std::string& source, std::unique_ptr<Rows> rows,
+                      bool forward_only) {
+  auto fetched = std::make_shared<RowSet>(rows->columns());
   connection.report_failures([&] {
-    while (rows.fetch(fetched->store(), kFetchRows) > 0) {
+    while (fetched->fetch_from(*rows, kFetchRows) > 0 && !forward_only) {
     }
   });
   source_ = source;
   connection_ = Ptr<Connection>(&connection);
+  if (forward_only) stream_ = std::move(rows);
+  is_forward_only_ = forward_only;
+  is_first_block_ = true;
   take_rows(std::move(fetched));
+}
+
+bool Recordset::load_next_block() {
+  if (stream_ == nullptr) return false;
+  const bool more = connection_->report_failures([&] {
+    stream_->renew_time_limit();
+    return rows_->replace_from(*stream_, kFetchRows);
+  });
+  if (!more) {
+    stream_.reset();
+    return false;
+  }
+  is_first_block_ = false;
+  return true;
+}
+
+void Recordset::require_all_rows() const {
+  if (is_forward_only_) throw model_error(Model::feature_not_available);
+}
+
+void Recordset::require_backward() const {
+  if (is_forward_only_)
+    throw Error(kNoBackwardFetch, "Rowset does not support fetching backward.", "ADODB.Recordset");
 }
 
 void Recordset::take_rows(std::shared_ptr<RowSet> rows) {
@@ -123,8 +153,10 @@ void Recordset::take_rows(std::shared_ptr<RowSet> rows) {
 void Recordset::forget_rows() {
   ++generation_;
   field_objects_.clear();
+  stream_.reset();
   rows_.reset();
   shown_.reset();
+  is_forward_only_ = false;
   edit_mode_ = adEditNone;
   place_ = Place::after_last;
 }
@@ -169,17 +201,18 @@ void Recordset::require_row() const {
 bool Recordset::at_bof() const {
   require_open();
   if (edit_mode_ == adEditAdd || place_ == Place::on_row) return false;
-  return place_ == Place::before_first || RecordCount() == 0;
+  return place_ == Place::before_first || !has_rows();
 }
 
 bool Recordset::at_eof() const {
   require_open();
   if (edit_mode_ == adEditAdd || place_ == Place::on_row) return false;
-  return place_ == Place::after_last || RecordCount() == 0;
+  return place_ == Place::after_last || !has_rows();
 }
 
 std::int32_t Recordset::RecordCount() const {
   require_open();
+  if (is_forward_only_) return -1;
   std::size_t count = position_count();
   if (rows_->deleted_count() > 0) {
     if (!shown_) {
@@ -195,7 +228,7 @@ std::int32_t Recordset::RecordCount() const {
 std::int32_t Recordset::AbsolutePosition() const {
   require_open();
   if (edit_mode_ == adEditAdd) return RecordCount();
-  if (RecordCount() == 0) return adPosUnknown;
+  if (is_forward_only_ || RecordCount() == 0) return adPosUnknown;
   if (place_ == Place::before_first) return adPosBOF;
   if (place_ == Place::after_last) return adPosEOF;
   std::int32_t position = 1;
@@ -206,6 +239,7 @@ std::int32_t Recordset::AbsolutePosition() const {
 
 void Recordset::set_AbsolutePosition(std::int32_t value) {
   require_open();
+  require_all_rows();
   finish_edit();
   if (value < 1 || value > RecordCount()) throw model_error(Model::invalid_argument);
   place_on_first(true);
@@ -214,12 +248,14 @@ void Recordset::set_AbsolutePosition(std::int32_t value) {
 
 Variant Recordset::Bookmark() const {
   require_row();
+  require_all_rows();
   if (edit_mode_ == adEditAdd) throw model_error(Model::no_current_record);
   return static_cast<double>(row() + 1);
 }
 
 void Recordset::set_Bookmark(const Variant& value) {
   require_open();
+  require_all_rows();
   finish_edit();
   const double* const number = value.get_if<double>();
   const bool known = number != nullptr && *number >= 1 && *number <= static_cast<double>(rows_->row_count());
@@ -253,26 +289,32 @@ void Recordset::place_on_first(bool forward) {
 void Recordset::MoveFirst() {
   require_open();
   finish_edit();
-  if (RecordCount() == 0) throw model_error(Model::no_current_record);
+  if (!has_rows()) throw model_error(Model::no_current_record);
+  // The first block is gone: the query runs again.
+  if (is_forward_only_ && !is_first_block_) return Requery();
   place_on_first(true);
 }
 
 void Recordset::MoveLast() {
   require_open();
+  require_backward();
   finish_edit();
-  if (RecordCount() == 0) throw model_error(Model::no_current_record);
+  if (!has_rows()) throw model_error(Model::no_current_record);
   place_on_first(false);
 }
 
 // One row on or back, over deleted ones; past the end there is no current row.
 void Recordset::step(bool forward) {
   const Place beyond = forward ? Place::after_last : Place::before_first;
-  const bool empty = place_ != Place::on_row && RecordCount() == 0;
+  const bool empty = place_ != Place::on_row && !has_rows();
   if (place_ == beyond || empty) throw model_error(Model::no_current_record);
   if (place_ != Place::on_row) return place_on_first(forward);
-  const std::size_t count = position_count();
   do {
-    if (forward ? position_ + 1 >= count : position_ == 0) {
+    if (forward ? position_ + 1 >= position_count() : position_ == 0) {
+      if (forward && load_next_block()) {
+        position_ = 0;
+        return;
+      }
       place_ = beyond;
       return;
     }
@@ -286,8 +328,22 @@ void Recordset::MoveNext() {
   step(true);
 }
 
+bool Recordset::try_move_next() {
+  require_open();
+  finish_edit();
+  if (at_eof()) return false;
+  const Place place = place_;
+  const std::size_t position = position_;
+  step(true);
+  if (place_ == Place::on_row) return true;
+  place_ = place;
+  position_ = position;
+  return false;
+}
+
 void Recordset::MovePrevious() {
   require_open();
+  require_backward();
   finish_edit();
   step(false);
 }
@@ -296,6 +352,7 @@ void Recordset::Move(std::int32_t NumRecords) {
   require_open();
   finish_edit();
   const bool forward = NumRecords > 0;
+  if (NumRecords < 0) require_backward();
   if (NumRecords == 0) return require_row();
   step(forward);
   const std::int64_t more = std::abs(std::int64_t{NumRecords}) - 1;
@@ -304,6 +361,7 @@ void Recordset::Move(std::int32_t NumRecords) {
 
 bool Recordset::Supports(std::int32_t CursorOptions) const {
   require_open();
+  if (is_forward_only_) return (adFind & CursorOptions) == CursorOptions;
   std::int32_t supported = adHoldRecords | adMovePrevious | adApproxPosition | adBookmark | adFind;
   if (lock_type_ != adLockReadOnly && !rows_->base_table().empty())
     supported |= adAddNew | adDelete | adUpdate;
@@ -333,6 +391,7 @@ void Recordset::Find(const std::string& Criteria, std::int32_t SkipRecords, std:
   finish_edit();
   if (SearchDirection != 1 && SearchDirection != -1) throw model_error(Model::invalid_argument);
   if (place_ != Place::on_row) throw model_error(Model::no_current_record);
+  if (SearchDirection == -1) require_backward();
   const Clause clause =
       parse_clause(Criteria, rows_->columns(), [this](std::string_view name) { return find_column(name); });
   const bool forward = SearchDirection == 1;
@@ -351,7 +410,10 @@ void Recordset::set_Filter(const Variant& value) {
     // Groups of pending rows belong to batch updating.
     throw model_error(Model::invalid_argument);
   }
-  if (is_open()) finish_edit();
+  if (is_open()) {
+    if (filter.is_text()) require_all_rows();
+    finish_edit();
+  }
   std::swap(filter_, filter);
   if (!is_open()) return;
   try {
@@ -364,6 +426,7 @@ void Recordset::set_Filter(const Variant& value) {
 
 void Recordset::set_Sort(const std::string& value) {
   require_open();
+  require_all_rows();
   finish_edit();
   if (!value.empty()) parse_sort(value, [this](std::string_view name) { return find_column(name); });
   sort_ = value;
@@ -405,6 +468,7 @@ void Recordset::choose_rows() {
 
 Ptr<Recordset> Recordset::Clone(std::int32_t LockType) const {
   require_open();
+  require_all_rows();
   if (LockType != adLockUnspecified && LockType != adLockReadOnly) throw model_error(Model::invalid_argument);
   auto clone = make<Recordset>();
   clone->source_ = source_;
@@ -427,7 +491,9 @@ constexpr Member kMembers[] = {
     property<&Recordset::ActiveConnection, &Recordset::set_ActiveConnection>(
         "ActiveConnection", "The connection; settable while closed (3705) to an open one (3709)."),
     property<&Recordset::CursorType, &Recordset::set_CursorType>(
-        "CursorType", "0 forward-only, 1 keyset, 2 dynamic, 3 static. An open recordset is static."),
+        "CursorType",
+        "0 forward-only, 1 keyset, 2 dynamic, 3 static. An open recordset is static, unless it is "
+        "forward-only and read-only at the server."),
     property<&Recordset::CursorLocation, &Recordset::set_CursorLocation>("CursorLocation",
                                                                          "2 server, 3 client."),
     property<&Recordset::LockType, &Recordset::set_LockType>(
@@ -444,7 +510,8 @@ constexpr Member kMembers[] = {
     method<&Recordset::Requery>("Requery", "Runs the statement again. Raises as Close and Open."),
     read_only<&Recordset::at_bof>("BOF", "Whether the position is before the first row."),
     read_only<&Recordset::at_eof>("EOF", "Whether the position is after the last row."),
-    read_only<&Recordset::RecordCount>("RecordCount", "Number of rows, one being added included."),
+    read_only<&Recordset::RecordCount>(
+        "RecordCount", "Number of rows, one being added included; -1 for a forward-only recordset."),
     read_only<&Recordset::AbsolutePosition>(
         "AbsolutePosition", "Position from 1; -2 before the first, -3 after the last, -1 without rows."),
     method<&Recordset::MoveFirst>("MoveFirst", "To the first row. Raises 3021 when there is none."),

@@ -1,6 +1,7 @@
-// The rows of a query with a current row, on a client cursor: all rows are held as typed columns and moves
-// cost nothing at the data source. Edits go out as prepared statements when they are updated. Used on the
-// thread that created it.
+// The rows of a query with a current row, on a client cursor: all rows are held as typed columns, and moving,
+// finding, filtering and sorting cost nothing at the data source. Edits go out as prepared statements when
+// they are updated. A forward-only, read-only recordset at the server holds no more than the block of rows it
+// walks. Used on the thread that created it.
 #pragma once
 
 #include <cstdint>
@@ -34,7 +35,10 @@ class Recordset : public automation::Automation<Recordset> {
   void set_Source(const std::string& value);
   Ptr<automation::Object> ActiveConnection() const { return Ptr<automation::Object>(connection_.get()); }
   void set_ActiveConnection(const Ptr<automation::Object>& value);
-  std::int32_t CursorType() const { return is_open() ? std::int32_t{adOpenStatic} : cursor_type_; }
+  std::int32_t CursorType() const {
+    if (!is_open()) return cursor_type_;
+    return is_forward_only_ ? adOpenForwardOnly : adOpenStatic;
+  }
   void set_CursorType(std::int32_t value);
   std::int32_t CursorLocation() const { return cursor_location_; }
   void set_CursorLocation(std::int32_t value);
@@ -95,7 +99,10 @@ class Recordset : public automation::Automation<Recordset> {
   /// Begins an edit of the current row when none is in progress.
   void set_value(std::size_t column, const Variant& value);
   /// Becomes the open recordset of a statement that ran already.
-  void adopt(Connection& connection, const std::string& source, Rows& rows);
+  void adopt(Connection& connection, const std::string& source, std::unique_ptr<Rows> rows,
+             bool forward_only = false);
+  /// To the next row when there is one; stays on the last one and answers false otherwise.
+  bool try_move_next();
   void connection_closed();
 
  private:
@@ -111,6 +118,11 @@ class Recordset : public automation::Automation<Recordset> {
   std::size_t position_count() const { return shown_ ? shown_->size() : rows_->row_count(); }
   std::size_t row() const { return row_at(position_); }
   void go_to_row(std::size_t row);
+  bool has_rows() const { return is_forward_only_ ? rows_->row_count() > 0 : RecordCount() > 0; }
+  // For what a forward-only recordset cannot do.
+  void require_all_rows() const;
+  void require_backward() const;
+  bool load_next_block();
   void choose_rows();
   // An edit in progress is sent before the cursor leaves its row.
   void finish_edit();
@@ -138,6 +150,9 @@ class Recordset : public automation::Automation<Recordset> {
   std::optional<std::vector<std::size_t>> shown_;
   Variant filter_ = std::int32_t{0};  // a criteria text, or 0 for none
   std::string sort_;
+  std::unique_ptr<Rows> stream_;  // what a forward-only recordset has not read yet
+  bool is_forward_only_ = false;
+  bool is_first_block_ = true;
   Place place_ = Place::after_last;
   std::size_t position_ = 0;
 

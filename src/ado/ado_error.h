@@ -39,6 +39,7 @@ inline constexpr std::int32_t kNoCommandText = -2147217908;
 inline constexpr std::int32_t kParameterMissing = -2147217904;
 inline constexpr std::int32_t kErrorsInCommand = -2147217900;
 inline constexpr std::int32_t kMultipleStep = -2147217887;
+inline constexpr std::int32_t kNoBackwardFetch = -2147217884;
 inline constexpr std::int32_t kDeletedRow = -2147217885;
 inline constexpr std::int32_t kIntegrityViolation = -2147217873;
 inline constexpr std::int32_t kTimeoutExpired = -2147217871;

@@ -37,6 +37,9 @@ class Rows {
   virtual const std::vector<Column>& columns() const = 0;
   /// Appends up to `limit` rows to a store with these columns; returns how many, 0 only at the end.
   virtual std::size_t fetch(ColumnStore& store, std::size_t limit) = 0;
+  /// The statement's time counts anew: called before each later block of a result that a host walks at its
+  /// own pace.
+  virtual void renew_time_limit() {}
 };
 
 struct Outcome {

@@ -81,7 +81,9 @@ void CRecorset::open_recordset(const std::string& statement) {
   if (!connection_->is_open()) throw ado::model_error(ado::Model::invalid_connection);
   recordset_->set_ActiveConnection(Ptr<automation::Object>(connection_.get()));
   recordset_->Open(statement, Variant(), ado::adOpenUnspecified, ado::adLockUnspecified, execute_options);
-  clone_ = recordset_->is_open() ? recordset_->Clone() : nullptr;
+  // Only what has bookmarks can be cloned.
+  const bool can_clone = recordset_->is_open() && recordset_->Supports(ado::adBookmark);
+  clone_ = can_clone ? recordset_->Clone() : nullptr;
   editing_ = false;
 }
 
@@ -102,11 +104,8 @@ bool CRecorset::move_next() {
   ado::Recordset& rows = open_rows();
   past_end_ = false;
   if (rows.at_eof()) return false;
-  rows.MoveNext();
-  if (!rows.at_eof()) return true;
-  past_end_ = true;
-  rows.MovePrevious();
-  return false;
+  past_end_ = !rows.try_move_next();
+  return !past_end_;
 }
 
 bool CRecorset::move_previous() {

@@ -265,6 +265,7 @@ TEST_F(RecordsetTest, FailureWhileFetchingLeavesItClosed) {
   script.fail_at_row = 2;
   const auto rows = make<Recordset>();
   connection->Open("Provider=Scripted");
+  rows->set_CursorLocation(adUseClient);
   EXPECT_EQ(error([&] { rows->Open("SELECT 1", Variant(connection)); }), kUnspecified);
   EXPECT_EQ(rows->State(), 0);
   script.fail_at_row = -1;
@@ -272,6 +273,37 @@ TEST_F(RecordsetTest, FailureWhileFetchingLeavesItClosed) {
   EXPECT_EQ(rows->RecordCount(), 3);
   EXPECT_EQ(error([&] { make<Recordset>()->Open("SELECT 1", Variant()); }),
             number(Model::invalid_connection));
+}
+
+TEST_F(RecordsetTest, ForwardOnlyHoldsOneBlockAndGoesOnlyForward) {
+  // The scripted source hands out one row a block.
+  connection->Open("Provider=Scripted");
+  const auto rows = make<Recordset>();
+  rows->Open("SELECT 1", Variant(connection));
+  EXPECT_EQ(rows->CursorType(), adOpenForwardOnly);
+  EXPECT_EQ(rows->RecordCount(), -1);
+  EXPECT_FALSE(rows->Supports(adBookmark));
+  for (const auto move : {&Recordset::MovePrevious, &Recordset::MoveLast}) {
+    EXPECT_EQ(error([&] { ((*rows).*move)(); }), kNoBackwardFetch);
+  }
+  EXPECT_EQ(error([&] { rows->Clone(); }), number(Model::feature_not_available));
+  EXPECT_EQ(error([&] { rows->set_Sort("ID"); }), number(Model::feature_not_available));
+  EXPECT_TRUE(rows->try_move_next());
+  rows->Find("ID = 3");
+  EXPECT_EQ(rows->value(0), Variant(std::int32_t{3}));
+  EXPECT_FALSE(rows->try_move_next());
+  EXPECT_EQ(rows->value(1), Variant("n3")) << "the last row stays";
+  rows->MoveNext();
+  EXPECT_TRUE(rows->at_eof());
+  rows->MoveFirst();
+  EXPECT_EQ(rows->value(0), Variant(std::int32_t{1})) << "the query ran again";
+  script.fail_at_row = 1;
+  rows->MoveFirst();
+  rows->Requery();
+  EXPECT_EQ(error([&] { rows->MoveNext(); }), kUnspecified);
+  EXPECT_EQ(rows->value(0), Variant(std::int32_t{1})) << "a move that fails does not move";
+  connection->Close();
+  EXPECT_EQ(rows->State(), 0);
 }
 
 TEST_F(RecordsetTest, FieldsAreTheSameObjectAndEndWithTheirColumns) {

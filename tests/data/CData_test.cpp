@@ -224,6 +224,26 @@ TEST_F(CDataTest, FindsAndHandsOutClones) {
   EXPECT_EQ(data->RecordCount(), 2);
 }
 
+TEST_F(CDataTest, AForwardOnlyQueryIsWalkedInBlocks) {
+  make_table();
+  ASSERT_TRUE(
+      data->ExecuteSQL("WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c WHERE x < 10000) "
+                       "INSERT INTO T (ID) SELECT x FROM c"));
+  data->SetCursor(ado::adOpenForwardOnly);
+  data->SetLock(ado::adLockReadOnly);
+  data->SetCursorLocation(ado::adUseServer);
+  ASSERT_TRUE(data->Selection());
+  EXPECT_FALSE(data->GetClone());
+  std::int64_t sum = *data->GetValue("ID").get_if<std::int32_t>();
+  while (data->MoveNext()) sum += *data->GetValue("ID").get_if<std::int32_t>();
+  EXPECT_EQ(sum, 50'005'000);
+  EXPECT_TRUE(data->IsEof());
+  EXPECT_EQ(data->GetValue("ID"), Variant(std::int32_t{10'000}));
+  EXPECT_EQ(data->Err_Number(), 0);
+  EXPECT_FALSE(data->MovePrev());
+  EXPECT_EQ(data->Err_Number(), ado::kNoBackwardFetch);
+}
+
 TEST_F(CDataTest, PositionsFailOnceAndOnlyOnAnOpenQuery) {
   EXPECT_TRUE(data->GetPoundPos(0).is_empty());
   data->SetPoundPos(0, 1);

@@ -51,6 +51,13 @@ Variant RowSet::source_value(std::size_t row, std::size_t column) const {
   return changed != nullptr ? *changed : store_.column(column).source_value(row);
 }
 
+bool RowSet::replace_from(Rows& rows, std::size_t limit) {
+  ColumnStore next(types_of(columns_));
+  if (rows.fetch(next, limit) == 0) return false;
+  store_ = std::move(next);
+  return true;
+}
+
 void RowSet::change(std::size_t row, std::size_t column, Variant value) {
   changed_.insert_or_assign(row * columns_.size() + column, std::move(value));
 }

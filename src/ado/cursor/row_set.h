@@ -18,6 +18,11 @@ class RowSet {
  public:
   explicit RowSet(std::vector<Column> columns);
 
+  /// Appends the next rows of a result that is being read; 0 at its end.
+  std::size_t fetch_from(Rows& rows, std::size_t limit) { return rows.fetch(store_, limit); }
+  /// The next rows take the place of all that are here, which stay when there are none. False then.
+  bool replace_from(Rows& rows, std::size_t limit);
+
   const std::vector<Column>& columns() const { return columns_; }
   /// Position of a column or NameIndex::kUnknown; the first of several equal names.
   std::int32_t find_column(std::string_view name) const { return names_.find(name); }

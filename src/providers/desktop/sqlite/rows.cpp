@@ -50,8 +50,12 @@ std::string_view text_of(sqlite3_stmt* statement, int index) {
 }  // namespace
 
 SqliteRows::SqliteRows(sqlite3* database, Statement statement, std::string text, TimeLimit limit,
-                       const KeyWidth& key_width)
-    : database_(database), statement_(std::move(statement)), text_(std::move(text)), limit_(limit) {
+                       int timeout_seconds, const KeyWidth& key_width)
+    : database_(database),
+      statement_(std::move(statement)),
+      text_(std::move(text)),
+      limit_(limit),
+      timeout_seconds_(timeout_seconds) {
   const Deadline deadline(database_, limit_);
   on_row_ = step();
   for (int i = 0; i < sqlite3_column_count(statement_.get()); ++i) columns_.push_back(describe(i));

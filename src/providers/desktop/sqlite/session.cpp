@@ -140,9 +140,9 @@ ado::Outcome SqliteSession::execute(const std::string& text, std::int32_t timeou
     outcome = {};
     if (sqlite3_stmt_readonly(statement.get()) == 0) key_widths_.clear();
     if (sqlite3_column_count(statement.get()) > 0) {
-      outcome.rows =
-          std::make_unique<SqliteRows>(database_.get(), std::move(statement), std::string(own), limit,
-                                       [this](const std::string& table) { return key_width(table); });
+      outcome.rows = std::make_unique<SqliteRows>(
+          database_.get(), std::move(statement), std::string(own), limit, timeout_seconds,
+          [this](const std::string& table) { return key_width(table); });
       continue;
     }
     const Deadline deadline(database_.get(), limit);
