@@ -69,6 +69,13 @@ void Connection::Close() {
   session_.reset();
 }
 
+bool Connection::drop_lost_session() {
+  const bool in_transaction = session_->transaction_level() > 0;
+  while (!recordsets_.empty()) recordsets_.back()->connection_closed();
+  session_.reset();
+  return in_transaction;
+}
+
 Session& Connection::session(Model closed) {
   if (session_ == nullptr) throw model_error(closed, kSource);
   return *session_;

@@ -51,6 +51,11 @@ class Connection : public automation::Automation<Connection> {
   // For the model's other objects.
 
   bool is_open() const { return session_ != nullptr; }
+  /// Open, and the data source still answers as far as its driver knows.
+  bool is_alive() const { return session_ != nullptr && session_->is_alive(); }
+  /// Lets go of a session whose data source is gone, with every recordset on it. True when a transaction went
+  /// with it.
+  bool drop_lost_session();
   /// The open session; raises `closed` when there is none.
   Session& session(Model closed = Model::object_closed);
   /// Runs work of the provider's; what it reports as a failure also goes into Errors.

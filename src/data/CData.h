@@ -56,7 +56,7 @@ class CData : public automation::Automation<CData> {
   void SetConnection() { worker_.connection_switch = !worker_.connection_switch; }
   void SetAdoConnection(const Ptr<automation::Object>& Cn);
   Ptr<ado::Connection> GetConnection() const { return worker_.connection(); }
-  bool IsConnectionOpen() const { return worker_.connection()->is_open(); }
+  bool IsConnectionOpen() const { return worker_.connection()->is_alive(); }
   void CloseConnection();
   void SetConnectionTimeout(std::int16_t seconds);
   void SetAsyncMode(bool mode);

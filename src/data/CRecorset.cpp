@@ -49,7 +49,12 @@ bool CRecorset::settings_name_a_source() {
 }
 
 void CRecorset::ensure_open() {
-  if (connection_->is_open()) return;
+  if (connection_->is_alive()) return;
+  if (connection_->is_open() && connection_->drop_lost_session()) {
+    // Said once: what the transaction held is gone, and what follows must not pass for a part of it.
+    throw Error(ado::kUnspecified, "The connection was lost; its open transaction was rolled back.",
+                "CData-Initialize");
+  }
   if (is_sql_server_family(settings.kind)) settings.version = text::upper(settings.version);
   if (!settings_name_a_source()) return;
   connection_->set_ConnectionString(connection_text(settings));

@@ -21,6 +21,7 @@ struct Script {
   std::vector<std::size_t> parameter_counts;
   bool fail_write = false;
   int level = 0;
+  bool alive = true;
 };
 Script* g_script = nullptr;
 
@@ -71,7 +72,7 @@ class ScriptedSession : public Session {
   void commit() override { --g_script->level; }
   void rollback() override { --g_script->level; }
   int transaction_level() const override { return g_script->level; }
-  bool is_alive() override { return true; }
+  bool is_alive() override { return g_script->alive; }
   const Dialect& dialect() const override { return dialect_; }
 
  private:
@@ -137,6 +138,19 @@ TEST_F(RecordsetTest, ConnectionFollowsItsStates) {
   const auto rows = opened();
   connection->Close();
   EXPECT_EQ(rows->State(), 0) << "recordsets close with their connection";
+}
+
+TEST_F(RecordsetTest, ALostSessionIsDroppedWithItsRecordsets) {
+  const auto rows = opened();
+  connection->BeginTrans();
+  EXPECT_TRUE(connection->is_alive());
+  script.alive = false;
+  EXPECT_FALSE(connection->is_alive());
+  EXPECT_TRUE(connection->drop_lost_session()) << "a transaction went with it";
+  EXPECT_EQ(rows->State(), 0);
+  script = {};
+  connection->Open();
+  EXPECT_FALSE(connection->drop_lost_session());
 }
 
 TEST_F(RecordsetTest, MovesKeepTheRulesAtBothEnds) {
