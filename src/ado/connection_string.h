@@ -22,11 +22,14 @@ class ConnectionString {
   std::string value_or(std::string_view name, std::string_view fallback) const;
   void set(std::string_view name, std::string value);
 
- private:
   struct Item {
     std::string name;
     std::string value;
   };
+  /// In the order of the string.
+  const std::vector<Item>& items() const { return items_; }
+
+ private:
   std::vector<Item> items_;
 };
 

@@ -42,6 +42,9 @@ class CDataTest : public ::testing::Test {
 
   test::TempFolder folder;
   std::string database = folder.put("a.db", "");
+  // Neither drivers nor settings of this machine.
+  test::ScopedVariable no_drivers{"ODBCSYSINI", folder.path()};
+  test::ScopedVariable no_settings{"QUARNOFWK_PROVIDERS", folder.put("providers.ini", "")};
   // The library's own folder, where the log goes by default.
   platform::fake::FixedModulePath module{folder / "CorvexFwk.so"};
   platform::ScopedPort<platform::ModulePath> module_in_place{module};

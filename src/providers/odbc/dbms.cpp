@@ -1,0 +1,69 @@
+#include "providers/odbc/dbms.h"
+
+#include <algorithm>
+
+#include "common/text.h"
+
+namespace quarno::odbc {
+namespace {
+
+// Measured with the drivers of Debian 12 where the README says so.
+constexpr Dbms kKnown[] = {
+    {.name = "SQLite",
+     .identity_query = "SELECT last_insert_rowid()",
+     .lacks_identity_variable = true,
+     .alias_as_base_column = true,
+     .keeps_date_text = true,
+     .sends_date_text = true},
+    {.name = "MariaDB",
+     .dialect = {.quote_open = "`", .quote_close = "`"},
+     .identity_query = "SELECT LAST_INSERT_ID()",
+     .timeout_statement = "SET SESSION max_statement_time=",
+     .home_query = "SELECT DATABASE()",
+     .sizes_hold = true,
+     .sends_date_text = true,
+     .transaction_lost_code = 1213},
+    {.name = "MySQL",
+     .dialect = {.quote_open = "`", .quote_close = "`"},
+     .identity_query = "SELECT LAST_INSERT_ID()",
+     .timeout_statement = "SET SESSION max_execution_time=",
+     .timeout_units = 1000,
+     .home_query = "SELECT DATABASE()",
+     .sizes_hold = true,
+     .sends_date_text = true,
+     .transaction_lost_code = 1213},
+    {.name = "PostgreSQL",
+     .identity_query = "SELECT lastval()",
+     .home_query = "SELECT current_schema()",
+     .home_is_schema = true,
+     .sizes_hold = true,
+     .unsized_text = 255,
+     .sends_date_text = true},
+    {.name = "Microsoft SQL Server",
+     .dialect = {.quote_open = "[", .quote_close = "]"},
+     .identity_query = "SELECT @@IDENTITY",
+     .savepoint = "SAVE TRANSACTION quarnofwk_write",
+     .undo_savepoint = "ROLLBACK TRANSACTION quarnofwk_write",
+     .release_savepoint = "",
+     .sizes_hold = true,
+     .sends_wide_text = true,
+     .transaction_lost_code = 1205,
+     .fraction_digits = 3},
+    {.name = "Oracle",
+     .undo_savepoint = "ROLLBACK TO quarnofwk_write",
+     .release_savepoint = "",
+     .sizes_hold = true},
+};
+
+constexpr Dbms kUnknown{};
+
+}  // namespace
+
+const Dbms& dbms_named(std::string_view name) {
+  const auto* const found = std::find_if(std::begin(kKnown), std::end(kKnown), [&](const Dbms& row) {
+    return text::equal_fold(name.substr(0, row.name.size()), row.name);
+  });
+  return found == std::end(kKnown) ? kUnknown : *found;
+}
+
+}  // namespace quarno::odbc

@@ -1,0 +1,50 @@
+// What is known of each kind of server: how its SQL differs and which of its driver's answers can be trusted.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include "ado/provider.h"
+
+namespace quarno::odbc {
+
+struct Dbms {
+  std::string_view name = {};  // how SQL_DBMS_NAME begins
+  ado::Dialect dialect = {};
+  /// Gives the number of the last row inserted; empty when there is no such query.
+  std::string_view identity_query = {};
+  /// "SELECT @@Identity" has to be replaced by the query above.
+  bool lacks_identity_variable = false;
+  /// Limits the statements of the connection when a number of time units follows; empty: the statement
+  /// attribute.
+  std::string_view timeout_statement = {};
+  std::int64_t timeout_units = 1;  // in a second
+  std::string_view savepoint = "SAVEPOINT quarnofwk_write";
+  std::string_view undo_savepoint = "ROLLBACK TO SAVEPOINT quarnofwk_write";
+  std::string_view release_savepoint = "RELEASE SAVEPOINT quarnofwk_write";
+  /// Gives the catalogue (or schema) that a bare table name is looked up in; empty: there is only one.
+  std::string_view home_query = {};
+  bool home_is_schema = false;
+  /// No text or binary value is longer than its column says. Where this does not hold, they are read piece by
+  /// piece.
+  bool sizes_hold = false;
+  /// The size a text column has when it was declared without one, so that values are longer; 0: there is
+  /// none.
+  std::int64_t unsized_text = 0;
+  /// The base column a driver names is the alias, when there is one.
+  bool alias_as_base_column = false;
+  /// Dates are kept as text: the text itself is what tells a row.
+  bool keeps_date_text = false;
+  /// Dates go out as text, which the server turns into what the column is: date, time or both.
+  bool sends_date_text = false;
+  /// Text goes out as the wide types; as narrow ones it would pass through the server's code page.
+  bool sends_wide_text = false;
+  /// The engine's code of a failure that undoes the whole transaction (it lost a deadlock); 0: none is known.
+  std::int32_t transaction_lost_code = 0;
+  std::int32_t fraction_digits = 6;  // of a second
+};
+
+/// The facts for a server of that name; unknown ones get defaults that are safe everywhere.
+const Dbms& dbms_named(std::string_view name);
+
+}  // namespace quarno::odbc

@@ -1,0 +1,69 @@
+#include "providers/odbc/odbc_provider.h"
+
+#include <array>
+
+#include "ado/ado_error.h"
+#include "common/text.h"
+#include "providers/odbc/driver_text.h"
+#include "providers/odbc/handles.h"
+#include "providers/odbc/session.h"
+
+namespace quarno::odbc {
+namespace {
+
+std::string value_of(const std::vector<Word>& words, std::string_view name) {
+  for (const Word& word : words) {
+    if (text::equal_fold(word.name, name)) return word.value;
+  }
+  return {};
+}
+
+// The driver's name or file behind a data source, as the driver manager lists it; empty when it does not.
+std::string driver_of(const Link& link, const std::string& source) {
+  std::array<SQLCHAR, 256> name{};
+  std::array<SQLCHAR, 1024> driver{};
+  SQLSMALLINT length = 0;
+  for (SQLUSMALLINT direction = SQL_FETCH_FIRST;; direction = SQL_FETCH_NEXT) {
+    const SQLRETURN result =
+        SQLDataSources(link.environment(), direction, name.data(), static_cast<SQLSMALLINT>(name.size()),
+                       &length, driver.data(), static_cast<SQLSMALLINT>(driver.size()), &length);
+    if (!SQL_SUCCEEDED(result)) return {};
+    if (text::equal_fold(reinterpret_cast<const char*>(name.data()), source)) {
+      return reinterpret_cast<const char*>(driver.data());
+    }
+  }
+}
+
+class OdbcProvider : public ado::Provider {
+ public:
+  std::unique_ptr<ado::Session> open(const ado::ConnectionString& text,
+                                     std::int32_t timeout_seconds) const override {
+    std::vector<Word> words = odbc_words(text);
+    std::string driver = value_of(words, "DRIVER");
+    const std::string source = value_of(words, "DSN");
+    if (driver.empty() && source.empty() && value_of(words, "FILEDSN").empty()) {
+      // The driver manager would take any driver, which may make a file of that name.
+      Error error = ado::provider_error(
+          ado::kUnspecified, "Data source name not found and no default driver specified.", kSourceName);
+      error.sql_state = "IM002";
+      throw error;
+    }
+    auto link = std::make_shared<Link>();
+    if (driver.empty()) driver = driver_of(*link, source);
+    add_driver_words(words, driver, timeout_seconds);
+    std::string password = value_of(words, "PWD");
+    if (password.empty()) password = value_of(words, "PASSWORD");
+    if (timeout_seconds > 0) link->set(SQL_ATTR_LOGIN_TIMEOUT, static_cast<SQLULEN>(timeout_seconds));
+    link->connect(driver_text(words, driver), std::move(password));
+    return session_on(std::move(link));
+  }
+};
+
+}  // namespace
+
+const ado::Provider& odbc_provider() {
+  static const OdbcProvider instance;
+  return instance;
+}
+
+}  // namespace quarno::odbc

@@ -1,0 +1,250 @@
+#include "providers/odbc/rows.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+
+#include "ado/ado_error.h"
+#include "common/date_text.h"
+#include "common/locale_info.h"
+#include "common/text.h"
+#include "providers/odbc/diagnosis.h"
+#include "providers/odbc/odbc_provider.h"
+
+namespace quarno::odbc {
+namespace {
+
+constexpr std::size_t kBlockRows = 256;
+constexpr std::size_t kMostBlockBytes = std::size_t{4} << 20;
+// A column of wider values is read piece by piece.
+constexpr std::int64_t kMostBoundWidth = 16384;
+constexpr std::size_t kPieceBytes = 65536;
+
+struct Wire {
+  SQLSMALLINT type;
+  std::int64_t width;  // bytes, the terminator included; 0: as wide as the column
+};
+Wire wire_of(Form form) {
+  switch (form) {
+    case Form::bit: return {SQL_C_BIT, 1};
+    case Form::integer: return {SQL_C_SBIGINT, 8};
+    case Form::real: return {SQL_C_DOUBLE, 8};
+    // As text: the number struct loses decimals, a double digits.
+    case Form::exact: return {SQL_C_CHAR, 160};
+    case Form::date: return {SQL_C_TYPE_DATE, sizeof(SQL_DATE_STRUCT)};
+    // As text: the time struct has no fraction.
+    case Form::time: return {SQL_C_CHAR, 40};
+    case Form::timestamp: return {SQL_C_TYPE_TIMESTAMP, sizeof(SQL_TIMESTAMP_STRUCT)};
+    case Form::date_text: return {SQL_C_CHAR, 0};
+    case Form::guid: return {SQL_C_CHAR, 40};
+    case Form::text: return {SQL_C_CHAR, 0};
+    case Form::bytes: return {SQL_C_BINARY, 0};
+  }
+  return {SQL_C_CHAR, 0};
+}
+
+template <class T>
+T taken(const char* data) {
+  T value;
+  std::memcpy(&value, data, sizeof(T));
+  return value;
+}
+
+// A day the calendar of dates does not have (a year before 100) stays readable as text; a zero date is no
+// date.
+void append_timestamp(ado::ColumnData& column, const SQL_TIMESTAMP_STRUCT& t) {
+  if (t.month == 0 || t.day == 0) return column.append_null();
+  const auto date = date_from_civil(
+      {t.year, t.month, t.day, t.hour, t.minute, t.second, static_cast<int>(t.fraction / 1000)});
+  if (date) return column.append(*date);
+  char text[64];
+  std::snprintf(text, sizeof text, "%04d-%02u-%02u %02u:%02u:%02u", t.year, unsigned{t.month},
+                unsigned{t.day}, unsigned{t.hour}, unsigned{t.minute}, unsigned{t.second});
+  column.append_text(text);
+}
+
+void append_time(ado::ColumnData& column, std::string_view text) {
+  const auto date = parse_date(text, LocaleInfo{});
+  if (!date) return column.append_text(text);
+  column.append(Date{date->days - std::floor(date->days)});
+}
+
+void append_value(ado::ColumnData& column, Form form, const char* data, std::size_t length) {
+  const std::string_view text(data, length);
+  switch (form) {
+    case Form::bit: return column.append_integer(*data);
+    case Form::integer: return column.append_integer(taken<SQLBIGINT>(data));
+    // SQLite's driver makes a text of 15 digits on the way; what is beyond them is lost there.
+    case Form::real: return column.append_real(taken<double>(data));
+    case Form::exact: {
+      const auto value = Decimal::parse(text);
+      return value ? column.append(*value) : column.append_text(text);
+    }
+    case Form::date: {
+      const auto day = taken<SQL_DATE_STRUCT>(data);
+      return append_timestamp(column, {day.year, day.month, day.day, 0, 0, 0, 0});
+    }
+    case Form::time: return append_time(column, text);
+    case Form::timestamp: return append_timestamp(column, taken<SQL_TIMESTAMP_STRUCT>(data));
+    case Form::date_text: {
+      const auto date = parse_date(text, LocaleInfo{});
+      if (!date) return column.append_text(text);
+      column.append(*date);
+      return column.keep_source_value(text);
+    }
+    case Form::guid: return column.append_text("{" + text::upper(text) + "}");
+    case Form::text: return column.append_text(text);
+    case Form::bytes: return column.append_bytes({reinterpret_cast<const std::uint8_t*>(data), length});
+  }
+}
+
+}  // namespace
+
+OdbcRows::OdbcRows(Statement statement, std::vector<DescribedColumn> columns, std::string text)
+    : statement_(std::move(statement)), text_(std::move(text)) {
+  for (DescribedColumn& each : columns) {
+    const Wire wire = wire_of(each.form);
+    forms_.push_back(each.form);
+    widths_.push_back(wire.width != 0 ? wire.width : each.width);
+    columns_.push_back(std::move(each.column));
+  }
+  bind();
+}
+
+// The columns before the first long one are bound. Those behind it are read in their order, which every
+// driver can do.
+void OdbcRows::bind() {
+  const auto first_long = std::find_if(widths_.begin(), widths_.end(), [](std::int64_t width) {
+    return width == 0 || width > kMostBoundWidth;
+  });
+  const auto count = static_cast<std::size_t>(first_long - widths_.begin());
+  std::size_t row_bytes = 1;
+  for (std::size_t i = 0; i < count; ++i) row_bytes += static_cast<std::size_t>(widths_[i]) + sizeof(SQLLEN);
+  const bool one_by_one = first_long != widths_.end();
+  const std::size_t rows =
+      one_by_one ? 1 : std::clamp<std::size_t>(kMostBlockBytes / row_bytes, 1, kBlockRows);
+  states_.resize(rows);
+  SQLHSTMT const handle = statement_.get();
+  statement_.check(SQLSetStmtAttr(handle, SQL_ATTR_ROW_ARRAY_SIZE, odbc_number(rows), 0), text_);
+  statement_.check(SQLSetStmtAttr(handle, SQL_ATTR_ROWS_FETCHED_PTR, &in_block_, 0), text_);
+  statement_.check(SQLSetStmtAttr(handle, SQL_ATTR_ROW_STATUS_PTR, states_.data(), 0), text_);
+  bound_.resize(count);
+  for (std::size_t i = 0; i < count; ++i) {
+    Bound& bound = bound_[i];
+    bound.width = static_cast<std::size_t>(widths_[i]);
+    bound.values.resize(bound.width * rows);
+    bound.lengths.resize(rows);
+    statement_.check(SQLBindCol(handle, static_cast<SQLUSMALLINT>(i + 1), wire_of(forms_[i]).type,
+                                bound.values.data(), static_cast<SQLLEN>(bound.width), bound.lengths.data()),
+                     text_);
+  }
+}
+
+bool OdbcRows::next_block() {
+  in_block_ = 0;
+  next_ = 0;
+  const SQLRETURN result = SQLFetch(statement_.get());
+  statement_.check(result, text_);
+  if (result == SQL_NO_DATA) {
+    ended_ = true;
+    statement_.close();
+    return false;
+  }
+  // A failure in the middle of a block comes as a warning; some drivers mark mere truncation the same way,
+  // which would lose data as well.
+  const bool failed =
+      std::find(states_.begin(), states_.begin() + static_cast<std::ptrdiff_t>(in_block_),
+                SQLUSMALLINT{SQL_ROW_ERROR}) != states_.begin() + static_cast<std::ptrdiff_t>(in_block_);
+  if (result == SQL_SUCCESS_WITH_INFO) {
+    const Diagnosis diagnosis = diagnosis_of(SQL_HANDLE_STMT, statement_.get());
+    if (failed || !diagnosis.sql_state.starts_with("01")) statement_.check(SQL_ERROR, text_);
+  }
+  return in_block_ > 0;
+}
+
+std::size_t OdbcRows::fetch(ado::ColumnStore& store, std::size_t limit) {
+  std::size_t count = 0;
+  while (count < limit && !ended_) {
+    if (next_ == in_block_ && !next_block()) break;
+    for (std::size_t i = 0; i < bound_.size(); ++i) append_bound(store.column(i), i);
+    for (std::size_t i = bound_.size(); i < columns_.size(); ++i) append_read(store.column(i), i);
+    ++next_;
+    ++count;
+  }
+  return count;
+}
+
+void OdbcRows::append_bound(ado::ColumnData& column, std::size_t index) const {
+  const Bound& bound = bound_[index];
+  const SQLLEN length = bound.lengths[next_];
+  if (length == SQL_NULL_DATA) return column.append_null();
+  const bool is_text = wire_of(forms_[index]).type == SQL_C_CHAR;
+  const std::size_t room = bound.width - (is_text ? 1 : 0);
+  const bool sized = is_text || forms_[index] == Form::bytes;
+  if (sized && (length < 0 || static_cast<std::size_t>(length) > room)) {
+    throw ado::provider_error(
+        ado::kUnspecified, "A value of column " + columns_[index].name + " is longer than the driver said.",
+        kSourceName);
+  }
+  append_value(column, forms_[index], bound.values.data() + next_ * bound.width,
+               sized ? static_cast<std::size_t>(length) : bound.width);
+}
+
+void OdbcRows::append_read(ado::ColumnData& column, std::size_t index) {
+  piece_.resize(kPieceBytes);
+  if (!read_pieces(index)) return column.append_null();
+  append_value(column, forms_[index], whole_.data(), whole_.size());
+}
+
+// False for null.
+bool OdbcRows::read_pieces(std::size_t index) {
+  const SQLSMALLINT type = wire_of(forms_[index]).type;
+  const std::size_t room = piece_.size() - (type == SQL_C_CHAR ? 1 : 0);
+  whole_.clear();
+  for (;;) {
+    SQLLEN left = 0;
+    const SQLRETURN result = SQLGetData(statement_.get(), static_cast<SQLUSMALLINT>(index + 1), type,
+                                        piece_.data(), static_cast<SQLLEN>(piece_.size()), &left);
+    statement_.check(result, text_);
+    if (result == SQL_NO_DATA) return true;
+    if (left == SQL_NULL_DATA) return false;
+    const bool cut = left == SQL_NO_TOTAL || (left >= 0 && static_cast<std::size_t>(left) > room);
+    const bool more = cut && result == SQL_SUCCESS_WITH_INFO;
+    // The last piece of an unknown total ends at its terminator.
+    const std::size_t got = !cut   ? static_cast<std::size_t>(left)
+                            : more ? room
+                                   : ::strnlen(piece_.data(), room);
+    whole_.insert(whole_.end(), piece_.begin(), piece_.begin() + static_cast<std::ptrdiff_t>(got));
+    if (!more) return true;
+  }
+}
+
+namespace {
+
+std::vector<ado::DataType> types_of(const std::vector<ado::Column>& columns) {
+  std::vector<ado::DataType> types;
+  types.reserve(columns.size());
+  for (const ado::Column& column : columns) types.push_back(column.type);
+  return types;
+}
+
+}  // namespace
+
+WholeRows::WholeRows(OdbcRows& source) : columns_(source.columns()), store_(types_of(columns_)) {
+  while (source.fetch(store_, kBlockRows) > 0) {
+  }
+}
+
+std::size_t WholeRows::fetch(ado::ColumnStore& store, std::size_t limit) {
+  const std::size_t count = std::min(limit, store_.row_count() - next_);
+  for (std::size_t i = 0; i < columns_.size(); ++i) {
+    for (std::size_t row = next_; row < next_ + count; ++row) {
+      store.column(i).append(store_.column(i).value(row));
+    }
+  }
+  next_ += count;
+  return count;
+}
+
+}  // namespace quarno::odbc

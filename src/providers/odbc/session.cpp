@@ -1,0 +1,365 @@
+#include "providers/odbc/session.h"
+
+#include <array>
+#include <map>
+#include <unordered_map>
+
+#include "ado/ado_error.h"
+#include "ado/write_statement.h"
+#include "common/text.h"
+#include "providers/odbc/dbms.h"
+#include "providers/odbc/odbc_provider.h"
+#include "providers/odbc/parameters.h"
+#include "providers/odbc/rows.h"
+
+namespace quarno::odbc {
+namespace {
+
+constexpr std::size_t kMostPrepared = 64;
+
+std::string info_text(const Link& link, SQLUSMALLINT item) {
+  std::array<char, 256> buffer{};
+  SQLSMALLINT length = 0;
+  SQLGetInfo(link.handle(), item, buffer.data(), static_cast<SQLSMALLINT>(buffer.size()), &length);
+  return buffer.data();
+}
+
+SQLUSMALLINT info_number(const Link& link, SQLUSMALLINT item) {
+  SQLUSMALLINT value = 0;
+  SQLGetInfo(link.handle(), item, &value, sizeof value, nullptr);
+  return value;
+}
+
+// Empty for null.
+std::string text_at(const Statement& statement, SQLUSMALLINT index) {
+  std::array<char, 1024> buffer{};
+  SQLLEN length = 0;
+  statement.check(
+      SQLGetData(statement.get(), index, SQL_C_CHAR, buffer.data(), SQLLEN{buffer.size()}, &length));
+  return length == SQL_NULL_DATA ? std::string() : buffer.data();
+}
+
+class OdbcSession : public ado::Session {
+ public:
+  explicit OdbcSession(std::shared_ptr<Link> link)
+      : link_(std::move(link)),
+        dbms_(dbms_named(info_text(*link_, SQL_DBMS_NAME))),
+        // With one reader at a time nothing can be asked about a result while it is open.
+        asks_while_reading_(info_number(*link_, SQL_MAX_CONCURRENT_ACTIVITIES) != 1),
+        loses_prepared_(info_number(*link_, SQL_CURSOR_COMMIT_BEHAVIOR) == SQL_CB_DELETE) {}
+
+  ado::Outcome execute(const std::string& statement, std::int32_t timeout_seconds) override;
+  std::int64_t write(const std::string& statement, std::span<const Variant> parameters,
+                     std::int64_t most) override;
+  std::int64_t last_identity() override;
+  void begin() override;
+  void commit() override;
+  void rollback() override;
+  int transaction_level() const override { return in_transaction_ ? 1 : 0; }
+  bool is_alive() override;
+  const ado::Dialect& dialect() const override { return dbms_.dialect; }
+
+ private:
+  // After a failure that undid the whole transaction, what the host believes to be inside it must not be
+  // stored on its own.
+  template <class Work>
+  auto in_order(Work&& work) {
+    refuse_when_lost();
+    try {
+      return work();
+    } catch (const Error& error) {
+      const std::int32_t code = dbms_.transaction_lost_code;
+      lost_ = lost_ || (in_transaction_ && code != 0 && error.native_number == code);
+      throw;
+    }
+  }
+  void refuse_when_lost() const;
+  ado::Outcome execute_now(const std::string& statement, std::int32_t timeout_seconds);
+  std::int64_t write_now(const std::string& statement, std::span<const Variant> parameters,
+                         std::int64_t most);
+  void run(const std::string& statement);
+  std::string single_text(std::string_view query);
+  void limit_time(const Statement& statement, std::int32_t seconds);
+  const TableFacts& facts_of(const BaseTable& table);
+  std::vector<std::string> column_names(const BaseTable& table, bool of_key);
+  const std::string& home();
+  const Statement& prepared(const std::string& statement);
+  std::int64_t write_once(const std::string& statement, std::span<const Variant> parameters);
+  std::int64_t write_in_savepoint(const std::string& statement, std::span<const Variant> parameters,
+                                  std::int64_t most);
+  void require_transaction() const;
+  void end_transaction(SQLSMALLINT how);
+
+  std::shared_ptr<Link> link_;
+  const Dbms& dbms_;
+  bool asks_while_reading_;
+  bool loses_prepared_;
+  bool in_transaction_ = false;
+  bool lost_ = false;            // the server undid the transaction, and the host has not yet
+  std::int32_t time_limit_ = 0;  // that holds on the server
+  std::map<BaseTable, TableFacts> tables_;
+  std::string home_;
+  bool home_known_ = false;
+  std::unordered_map<std::string, Statement> prepared_;
+};
+
+ado::Outcome OdbcSession::execute(const std::string& statement, std::int32_t timeout_seconds) {
+  return in_order([&] { return execute_now(statement, timeout_seconds); });
+}
+
+std::int64_t OdbcSession::write(const std::string& statement, std::span<const Variant> parameters,
+                                std::int64_t most) {
+  return in_order([&] { return write_now(statement, parameters, most); });
+}
+
+void OdbcSession::refuse_when_lost() const {
+  if (!lost_) return;
+  throw ado::provider_error(ado::kNoTransaction,
+                            "The transaction is no longer active: it was rolled back after an error. Roll it "
+                            "back to go on.",
+                            kSourceName);
+}
+
+void OdbcSession::run(const std::string& statement) {
+  const Statement own(link_);
+  own.check(SQLExecDirect(own.get(), odbc_text(statement), SQL_NTS), statement);
+}
+
+std::string OdbcSession::single_text(std::string_view query) {
+  const std::string text(query);
+  const Statement own(link_);
+  own.check(SQLExecDirect(own.get(), odbc_text(text), SQL_NTS), text);
+  const SQLRETURN fetched = SQLFetch(own.get());
+  own.check(fetched, text);
+  return fetched == SQL_NO_DATA ? std::string() : text_at(own, 1);
+}
+
+void OdbcSession::limit_time(const Statement& statement, std::int32_t seconds) {
+  if (dbms_.timeout_statement.empty()) {
+    // A driver that cannot do it says so; the statement then runs without a limit.
+    if (seconds > 0) {
+      SQLSetStmtAttr(statement.get(), SQL_ATTR_QUERY_TIMEOUT, odbc_number(static_cast<SQLULEN>(seconds)), 0);
+    }
+    return;
+  }
+  if (seconds == time_limit_) return;
+  run(std::string(dbms_.timeout_statement) + std::to_string(seconds * dbms_.timeout_units));
+  time_limit_ = seconds;
+}
+
+ado::Outcome OdbcSession::execute_now(const std::string& text, std::int32_t timeout_seconds) {
+  if (text.find('\0') != std::string::npos) {
+    throw ado::provider_error(ado::kErrorsInCommand, "The statement holds a NUL character.", kSourceName);
+  }
+  const bool asks_identity =
+      dbms_.lacks_identity_variable && text::equal_fold(text::trim(text), "SELECT @@Identity");
+  const std::string own_text =
+      asks_identity ? std::string(dbms_.identity_query) + " AS \"@@Identity\"" : text;
+  Statement statement(link_);
+  limit_time(statement, timeout_seconds);
+  ado::Outcome outcome;
+  SQLRETURN result = SQLExecDirect(statement.get(), odbc_text(own_text), SQL_NTS);
+  statement.check(result, text);
+  // No data after executing: done, no rows touched.
+  if (result == SQL_NO_DATA) outcome.affected = 0;
+  for (; result != SQL_NO_DATA; result = SQLMoreResults(statement.get())) {
+    statement.check(result, text);
+    SQLSMALLINT columns = 0;
+    statement.check(SQLNumResultCols(statement.get(), &columns), text);
+    if (columns > 0) {
+      FindTable find_table;
+      if (asks_while_reading_) {
+        find_table = [this](const BaseTable& table) -> const TableFacts& { return facts_of(table); };
+      }
+      auto described = described_columns(statement, text, dbms_, find_table);
+      auto rows = std::make_unique<OdbcRows>(std::move(statement), std::move(described), text);
+      if (!asks_while_reading_) {
+        outcome.rows = std::make_unique<WholeRows>(*rows);
+      } else {
+        outcome.rows = std::move(rows);
+      }
+      return outcome;
+    }
+    SQLLEN count = -1;
+    statement.check(SQLRowCount(statement.get(), &count), text);
+    if (count >= 0) outcome.affected = count;
+  }
+  // It may have changed a table, or which one a name means; prepared statements keep the types they once
+  // found.
+  if (outcome.affected <= 0) {
+    prepared_.clear();
+    tables_.clear();
+    home_known_ = false;
+  }
+  return outcome;
+}
+
+const std::string& OdbcSession::home() {
+  if (!home_known_) home_ = single_text(dbms_.home_query);
+  home_known_ = true;
+  return home_;
+}
+
+const TableFacts& OdbcSession::facts_of(const BaseTable& table) {
+  const auto known = tables_.find(table);
+  if (known != tables_.end()) return known->second;
+  TableFacts facts;
+  facts.reachable =
+      dbms_.home_query.empty() || home() == (dbms_.home_is_schema ? table.schema : table.catalog);
+  if (facts.reachable) {
+    facts.key = column_names(table, true);
+    if (dbms_.alias_as_base_column) facts.columns = column_names(table, false);
+  }
+  return tables_.emplace(table, std::move(facts)).first->second;
+}
+
+std::vector<std::string> OdbcSession::column_names(const BaseTable& table, bool of_key) {
+  const auto part = [](const std::string& name) { return name.empty() ? nullptr : odbc_text(name); };
+  const auto length = [](const std::string& name) { return static_cast<SQLSMALLINT>(name.size()); };
+  const Statement own(link_);
+  const auto ask = [&](const BaseTable& t) {
+    return of_key ? SQLPrimaryKeys(own.get(), part(t.catalog), length(t.catalog), part(t.schema),
+                                   length(t.schema), part(t.name), length(t.name))
+                  : SQLColumns(own.get(), part(t.catalog), length(t.catalog), part(t.schema),
+                               length(t.schema), part(t.name), length(t.name), nullptr, 0);
+  };
+  own.check(ask(table));
+  std::vector<std::string> names;
+  constexpr SQLUSMALLINT kColumnName = 4;
+  for (;;) {
+    const SQLRETURN fetched = SQLFetch(own.get());
+    own.check(fetched);
+    if (fetched == SQL_NO_DATA) return names;
+    names.push_back(text_at(own, kColumnName));
+  }
+}
+
+const Statement& OdbcSession::prepared(const std::string& statement) {
+  const auto found = prepared_.find(statement);
+  if (found != prepared_.end()) return found->second;
+  if (prepared_.size() >= kMostPrepared) prepared_.clear();
+  Statement fresh(link_);
+  fresh.check(SQLPrepare(fresh.get(), odbc_text(statement), SQL_NTS), statement);
+  return prepared_.emplace(statement, std::move(fresh)).first->second;
+}
+
+std::int64_t OdbcSession::write_once(const std::string& statement, std::span<const Variant> values) {
+  const Statement& own = prepared(statement);
+  const Parameters parameters(own, values, dbms_);
+  const SQLRETURN result = SQLExecute(own.get());
+  if (!SQL_SUCCEEDED(result)) {
+    if (result == SQL_NO_DATA) return 0;
+    const Error error = own.failure(statement);
+    // A handle that failed is not trusted with the next row.
+    prepared_.erase(statement);
+    throw error;
+  }
+  SQLLEN count = 0;
+  own.check(SQLRowCount(own.get(), &count), statement);
+  SQLFreeStmt(own.get(), SQL_CLOSE);
+  return count;
+}
+
+std::int64_t OdbcSession::write_in_savepoint(const std::string& statement,
+                                             std::span<const Variant> parameters, std::int64_t most) {
+  run(std::string(dbms_.savepoint));
+  const auto undo = [&] { run(std::string(dbms_.undo_savepoint)); };
+  std::int64_t affected = 0;
+  try {
+    affected = write_once(statement, parameters);
+  } catch (const Error&) {
+    try {
+      if (is_alive()) undo();
+    } catch (const Error&) {  // NOLINT(bugprone-empty-catch): the savepoint went with its transaction
+    }
+    throw;
+  }
+  if (affected > most) undo();
+  if (!dbms_.release_savepoint.empty()) run(std::string(dbms_.release_savepoint));
+  return affected;
+}
+
+std::int64_t OdbcSession::write_now(const std::string& statement, std::span<const Variant> parameters,
+                                    std::int64_t most) {
+  if (most < 0) return write_once(statement, parameters);
+  if (in_transaction_) return write_in_savepoint(statement, parameters, most);
+  begin();
+  try {
+    const std::int64_t affected = write_once(statement, parameters);
+    end_transaction(affected > most ? SQL_ROLLBACK : SQL_COMMIT);
+    return affected;
+  } catch (const Error&) {
+    // The first failure is the one to report.
+    try {
+      if (in_transaction_) rollback();
+    } catch (const Error&) {
+      in_transaction_ = false;
+    }
+    throw;
+  }
+}
+
+std::int64_t OdbcSession::last_identity() {
+  if (dbms_.identity_query.empty()) return 0;
+  try {
+    const auto number = Decimal::parse(single_text(dbms_.identity_query));
+    return number ? static_cast<std::int64_t>(number->low()) : 0;
+  } catch (const Error& error) {
+    // PostgreSQL: nothing was inserted in this session.
+    if (error.sql_state == "55000") return 0;
+    throw;
+  }
+}
+
+void OdbcSession::begin() {
+  if (in_transaction_) {
+    throw ado::provider_error(ado::kTransactionActive, "Cannot start more transactions on this session.",
+                              kSourceName);
+  }
+  link_->set(SQL_ATTR_AUTOCOMMIT, SQL_AUTOCOMMIT_OFF);
+  in_transaction_ = true;
+}
+
+void OdbcSession::require_transaction() const {
+  if (!in_transaction_)
+    throw ado::provider_error(ado::kNoTransaction, "No transaction is active.", kSourceName);
+}
+
+// Ended before autocommit goes on: one driver undoes pending work when it is switched.
+void OdbcSession::end_transaction(SQLSMALLINT how) {
+  link_->check(SQLEndTran(SQL_HANDLE_DBC, link_->handle(), how), SQL_HANDLE_DBC, link_->handle());
+  if (loses_prepared_) prepared_.clear();
+  in_transaction_ = false;
+  link_->set(SQL_ATTR_AUTOCOMMIT, SQL_AUTOCOMMIT_ON);
+}
+
+void OdbcSession::commit() {
+  require_transaction();
+  refuse_when_lost();
+  end_transaction(SQL_COMMIT);
+}
+
+void OdbcSession::rollback() {
+  require_transaction();
+  lost_ = false;
+  if (!is_alive()) {
+    // The server undid it when it lost the connection.
+    in_transaction_ = false;
+    return;
+  }
+  end_transaction(SQL_ROLLBACK);
+}
+
+bool OdbcSession::is_alive() {
+  SQLUINTEGER dead = SQL_CD_FALSE;
+  const SQLRETURN result = SQLGetConnectAttr(link_->handle(), SQL_ATTR_CONNECTION_DEAD, &dead, 0, nullptr);
+  return SQL_SUCCEEDED(result) ? dead == SQL_CD_FALSE : true;
+}
+
+}  // namespace
+
+std::unique_ptr<ado::Session> session_on(std::shared_ptr<Link> link) {
+  return std::make_unique<OdbcSession>(std::move(link));
+}
+
+}  // namespace quarno::odbc
