@@ -10,6 +10,11 @@
 namespace quarno::ado {
 namespace {
 
+Error insufficient_key(const std::string& reason) {
+  return provider_error(kUnspecified, "Key column information is insufficient or incorrect. " + reason,
+                        "QuarnoFwk Cursor Engine");
+}
+
 // Long values are never compared: sources cannot do it or take too long.
 bool can_be_compared(const Column& column) { return !column.base_column.empty() && !is_long(column.type); }
 
@@ -117,6 +122,8 @@ Recordset::RowCriteria Recordset::criteria_for(const std::vector<std::size_t>& c
     result.criteria.push_back({rows_->columns()[i].base_column, original.is_null()});
     if (!original.is_null()) result.parameters.push_back(std::move(original));
   }
+  // Without a single criterion the statement would mean every row of the table.
+  if (result.criteria.empty()) throw insufficient_key("No column of the row can be compared.");
   return result;
 }
 
@@ -132,12 +139,7 @@ void Recordset::write_current_row(const std::string& statement, const std::vecto
           "Row cannot be located for updating. Some values may have been changed since it was last read.",
           "QuarnoFwk Cursor Engine");
     }
-    if (affected > 1) {
-      throw provider_error(
-          kUnspecified,
-          "Key column information is insufficient or incorrect. Too many rows were affected by update.",
-          "QuarnoFwk Cursor Engine");
-    }
+    if (affected > 1) throw insufficient_key("Too many rows were affected by update.");
   });
 }
 

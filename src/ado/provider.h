@@ -51,6 +51,8 @@ struct Outcome {
 struct Dialect {
   std::string_view quote_open = "\"";
   std::string_view quote_close = "\"";
+  std::string_view empty_insert =
+      " DEFAULT VALUES";  // behind INSERT INTO and the table, for a row without values
 };
 
 class Session {

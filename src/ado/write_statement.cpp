@@ -26,7 +26,7 @@ std::string quoted_name(const Dialect& dialect, std::string_view name) {
 std::string insert_text(const Dialect& dialect, std::string_view table,
                         std::span<const std::string_view> columns) {
   std::string result = "INSERT INTO " + quoted_name(dialect, table);
-  if (columns.empty()) return result + " DEFAULT VALUES";
+  if (columns.empty()) return result + std::string(dialect.empty_insert);
   std::string marks;
   for (std::size_t i = 0; i < columns.size(); ++i) {
     result.append(i == 0 ? " (" : ", ").append(quoted_name(dialect, columns[i]));

@@ -178,6 +178,17 @@ TEST_F(DesktopTest, RowsWithoutAKeyAreNeverChangedTogether) {
   rows->Update();
   EXPECT_EQ(opened("SELECT B FROM T WHERE A = 2")->value(0), Variant("new"));
 
+  // Nothing but long values: without a criterion an update would mean the whole table.
+  run("CREATE TABLE L (M MEMO)");
+  run("INSERT INTO L VALUES ('only row')");
+  rows = opened("SELECT * FROM L");
+  EXPECT_EQ(test::error_of([&] {
+              rows->Delete();
+              return 0;
+            }),
+            ado::kUnspecified);
+  EXPECT_EQ(opened("SELECT count(*) FROM L")->value(0), Variant(std::int32_t{1}));
+
   // Half of a composite key tells no row.
   run("CREATE TABLE K (A INTEGER, B INTEGER, V TEXT(10), PRIMARY KEY (A, B))");
   run("INSERT INTO K VALUES (1, 1, 'x'), (1, 2, 'x')");

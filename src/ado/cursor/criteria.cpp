@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <utility>
 
 #include "ado/ado_error.h"
 #include "ado/field_conversion.h"
@@ -27,7 +28,7 @@ class Reader {
 
   const Token& token() const { return token_; }
   Token take() {
-    Token taken = std::move(token_);
+    Token taken = std::exchange(token_, {});
     next();
     return taken;
   }
