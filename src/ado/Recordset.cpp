@@ -179,8 +179,6 @@ void Recordset::connection_closed() {
 }
 
 void Recordset::Requery() {
-  require_open();
-  if (edit_mode_ != adEditNone) throw model_error(Model::illegal_operation);
   Close();
   Open(Variant(), Variant());
 }

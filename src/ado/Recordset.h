@@ -130,7 +130,6 @@ class Recordset : public automation::Automation<Recordset> {
   void place_on_first(bool forward);
   void insert_pending();
   void update_pending();
-  void end_edit();
   // WHERE criteria of the current row with their parameter values: its key, or every comparable column when
   // there is no key, and the original values of the columns given.
   struct RowCriteria;

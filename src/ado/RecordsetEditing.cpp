@@ -63,19 +63,17 @@ void Recordset::finish_edit() {
   if (edit_mode_ != adEditNone) Update();
 }
 
-void Recordset::end_edit() { edit_mode_ = adEditNone; }
-
 void Recordset::CancelUpdate() {
   require_open();
   if (edit_mode_ == adEditAdd) place_ = place_before_add_;
-  end_edit();
+  edit_mode_ = adEditNone;
 }
 
 void Recordset::Update() {
   require_open();
   if (edit_mode_ == adEditAdd) insert_pending();
   if (edit_mode_ == adEditInProgress) update_pending();
-  end_edit();
+  edit_mode_ = adEditNone;
 }
 
 void Recordset::insert_pending() {
@@ -165,7 +163,7 @@ void Recordset::Delete() {
   require_open();
   require_updatable();
   if (edit_mode_ == adEditAdd) return CancelUpdate();
-  end_edit();
+  edit_mode_ = adEditNone;
   require_row();
   const RowCriteria found = criteria_for({});
   const Dialect& dialect = connection_->session(Model::invalid_connection).dialect();

@@ -52,7 +52,7 @@ std::optional<std::string_view> LineSource::line_to_cr() {
   }
   const std::string_view line(buffer_.data() + begin_, stop - begin_);
   if (stop < end_) ++stop;
-  if (stop < end_ && buffer_[stop] == '\n' && buffer_[stop - 1] == '\r') ++stop;
+  if (stop < end_ && buffer_[stop] == '\n') ++stop;
   begin_ = stop;
   return line;
 }

@@ -1,7 +1,6 @@
 """Drives the station example as a nightly job would and compares what it stored and printed with an independent
 calculation. STATION_BINARY names the program; QUARNOFWK_SHARED_DATA the folder with gt_2015.csv."""
 import datetime
-import json
 import math
 import os
 import pathlib
@@ -12,6 +11,9 @@ import tempfile
 import unittest
 
 REPOSITORY = pathlib.Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(REPOSITORY / "tests/support"))
+import report  # noqa: E402, it lies in a folder beside this one
+
 STATION = os.environ.get("STATION_BINARY", str(REPOSITORY / "build/release/bin/station"))
 REAL_FILE = pathlib.Path(os.environ.get("QUARNOFWK_SHARED_DATA", REPOSITORY.parent / "shared/data")) / "gt_2015.csv"
 START = datetime.datetime(2015, 1, 1)
@@ -234,9 +236,4 @@ class StationTest(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    result = unittest.main(exit=False, verbosity=2).result
-    if report_file := os.environ.get("QUARNOFWK_TEST_REPORT"):
-        counts = {"tests": result.testsRun, "failures": len(result.failures) + len(result.errors),
-                  "skipped": len(result.skipped)}
-        pathlib.Path(report_file).write_text(json.dumps(counts))
-    sys.exit(not result.wasSuccessful())
+    report.main()
