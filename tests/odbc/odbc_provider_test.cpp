@@ -14,7 +14,7 @@
 #include "ado/ado_error.h"
 #include "common/convert.h"
 #include "common/text.h"
-#include "odbc/servers.h"
+#include "support/servers.h"
 #include "support/outcome.h"
 
 namespace quarno::ado {

@@ -1,4 +1,4 @@
-#include "odbc/servers.h"
+#include "support/servers.h"
 
 #include <arpa/inet.h>
 #include <fcntl.h>
