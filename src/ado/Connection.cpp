@@ -87,7 +87,8 @@ Ptr<Recordset> Connection::Execute(const std::string& CommandText, Ref<std::int3
   if (CommandText.empty()) {
     throw Error(kNoCommandText, "Command text was not set for the command object.", kSource);
   }
-  Outcome outcome = report_failures([&] { return open_session.execute(CommandText, command_timeout_); });
+  Outcome outcome =
+      report_failures([&] { return open_session.execute(CommandText, command_timeout_, Reading::at_once); });
   RecordsAffected.set(static_cast<std::int32_t>(std::min<std::int64_t>(outcome.affected, INT32_MAX)));
   const bool wanted = Options == -1 || (Options & adExecuteNoRecords) == 0;
   auto result = make<Recordset>();

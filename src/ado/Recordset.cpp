@@ -1,18 +1,18 @@
 #include "ado/Recordset.h"
 
 #include <algorithm>
-#include <unordered_map>
 
 #include "ado/Fields.h"
 #include "ado/ado_error.h"
-#include "ado/cursor/criteria.h"
+#include "ado/write_statement.h"
 #include "automation/member_table.h"
-#include "common/convert.h"
 
 namespace quarno::ado {
 namespace {
 
 constexpr std::size_t kFetchRows = 4096;
+// What an asynchronous fetch waits for.
+constexpr std::size_t kFirstRows = 256;
 
 Ptr<Connection> connection_of(const Ptr<automation::Object>& object) {
   auto* const connection = dynamic_cast<Connection*>(object.get());
@@ -72,7 +72,7 @@ Ptr<Fields> Recordset::Fields() {
 }
 
 void Recordset::Open(const Variant& Source, const Variant& ActiveConnection, std::int32_t CursorType,
-                     std::int32_t LockType, std::int32_t) {
+                     std::int32_t LockType, std::int32_t Options) {
   if (is_open()) throw model_error(Model::object_open);
   const auto given = [](const Variant& value) { return !value.is_empty() && !value.is_missing(); };
   if (given(Source)) {
@@ -87,42 +87,61 @@ void Recordset::Open(const Variant& Source, const Variant& ActiveConnection, std
   Session& session = connection_->session(Model::invalid_connection);
   if (source_.empty())
     throw Error(kNoCommandText, "Command text was not set for the command object.", "ADODB.Recordset");
-  Outcome outcome =
-      connection_->report_failures([&] { return session.execute(source_, connection_->CommandTimeout()); });
-  // A statement without rows leaves the recordset closed.
-  if (outcome.rows == nullptr) return;
+  options_ = Options;
   const bool forward_only =
       cursor_location_ == adUseServer && cursor_type_ == adOpenForwardOnly && lock_type_ == adLockReadOnly;
-  adopt(*connection_, source_, std::move(outcome.rows), forward_only);
+  const bool asynchronous = Options != -1 && (Options & (adAsyncFetch | adAsyncFetchNonBlocking)) != 0;
+  const Fetching fetching = forward_only   ? Fetching::blocks
+                            : asynchronous ? Fetching::as_needed
+                                           : Fetching::all;
+  Outcome outcome = connection_->report_failures([&] {
+    return session.execute(statement(), connection_->CommandTimeout(),
+                           fetching == Fetching::all ? Reading::at_once : Reading::in_blocks);
+  });
+  // A statement without rows leaves the recordset closed.
+  if (outcome.rows != nullptr) adopt(*connection_, source_, std::move(outcome.rows), fetching);
+}
+
+// The source may be a table's name.
+std::string Recordset::statement() const {
+  const bool is_table = options_ != -1 && (options_ & (adCmdTable | adCmdTableDirect)) != 0;
+  if (!is_table) return source_;
+  return "SELECT * FROM " + quoted_name(connection_->session().dialect(), source_);
 }
 
 void Recordset::adopt(Connection& connection, const std::string& source, std::unique_ptr<Rows> rows,
-                      bool forward_only) {
-  auto fetched = std::make_shared<RowSet>(rows->columns());
+                      Fetching fetching) {
+  auto fetched = std::make_shared<RowSet>(std::move(rows));
   connection.report_failures([&] {
-    while (fetched->fetch_from(*rows, kFetchRows) > 0 && !forward_only) {
+    if (fetching != Fetching::all) return static_cast<void>(fetched->load(kFirstRows));
+    while (fetched->load(kFetchRows)) {
     }
   });
   source_ = source;
   connection_ = Ptr<Connection>(&connection);
-  if (forward_only) stream_ = std::move(rows);
-  is_forward_only_ = forward_only;
+  is_forward_only_ = fetching == Fetching::blocks;
   is_first_block_ = true;
   take_rows(std::move(fetched));
 }
 
-bool Recordset::load_next_block() {
-  if (stream_ == nullptr) return false;
-  const bool more = connection_->report_failures([&] {
-    stream_->renew_time_limit();
-    return rows_->replace_from(*stream_, kFetchRows);
+std::int32_t Recordset::State() const {
+  if (!is_open()) return adStateClosed;
+  return is_forward_only_ || rows_->is_complete() ? adStateOpen : adStateOpen | adStateFetching;
+}
+
+bool Recordset::load_more() {
+  const bool more = connection_->report_failures(
+      [&] { return is_forward_only_ ? rows_->replace(kFetchRows) : rows_->load(kFetchRows); });
+  if (more && is_forward_only_) is_first_block_ = false;
+  return more;
+}
+
+void Recordset::load_all() const {
+  if (is_forward_only_ || rows_->is_complete()) return;
+  connection_->report_failures([&] {
+    while (rows_->load(kFetchRows)) {
+    }
   });
-  if (!more) {
-    stream_.reset();
-    return false;
-  }
-  is_first_block_ = false;
-  return true;
 }
 
 void Recordset::require_all_rows() const {
@@ -139,6 +158,8 @@ void Recordset::take_rows(std::shared_ptr<RowSet> rows) {
   rows_ = std::move(rows);
   shown_.reset();
   sort_.clear();
+  index_.clear();
+  index_keys_.clear();
   const std::size_t count = rows_->columns().size();
   field_objects_.assign(count, nullptr);
   pending_.assign(count, Variant());
@@ -153,7 +174,6 @@ void Recordset::take_rows(std::shared_ptr<RowSet> rows) {
 void Recordset::forget_rows() {
   ++generation_;
   field_objects_.clear();
-  stream_.reset();
   rows_.reset();
   shown_.reset();
   is_forward_only_ = false;
@@ -180,7 +200,7 @@ void Recordset::connection_closed() {
 
 void Recordset::Requery() {
   Close();
-  Open(Variant(), Variant());
+  Open(Variant(), Variant(), adOpenUnspecified, adLockUnspecified, options_);
 }
 
 void Recordset::require_open() const {
@@ -208,9 +228,16 @@ bool Recordset::at_eof() const {
   return place_ == Place::after_last || !has_rows();
 }
 
+bool Recordset::has_rows() const {
+  // As long as rows are to come none was deleted.
+  if (is_forward_only_ || !rows_->is_complete()) return rows_->row_count() > 0;
+  return RecordCount() > 0;
+}
+
 std::int32_t Recordset::RecordCount() const {
   require_open();
   if (is_forward_only_) return -1;
+  load_all();
   std::size_t count = position_count();
   if (rows_->deleted_count() > 0) {
     if (!shown_) {
@@ -226,7 +253,7 @@ std::int32_t Recordset::RecordCount() const {
 std::int32_t Recordset::AbsolutePosition() const {
   require_open();
   if (edit_mode_ == adEditAdd) return RecordCount();
-  if (is_forward_only_ || RecordCount() == 0) return adPosUnknown;
+  if (is_forward_only_ || !has_rows()) return adPosUnknown;
   if (place_ == Place::before_first) return adPosBOF;
   if (place_ == Place::after_last) return adPosEOF;
   std::int32_t position = 1;
@@ -298,6 +325,7 @@ void Recordset::MoveLast() {
   require_backward();
   finish_edit();
   if (!has_rows()) throw model_error(Model::no_current_record);
+  load_all();
   place_on_first(false);
 }
 
@@ -309,8 +337,8 @@ void Recordset::step(bool forward) {
   if (place_ != Place::on_row) return place_on_first(forward);
   do {
     if (forward ? position_ + 1 >= position_count() : position_ == 0) {
-      if (forward && load_next_block()) {
-        position_ = 0;
+      if (forward && load_more()) {
+        position_ = is_forward_only_ ? 0 : position_ + 1;
         return;
       }
       place_ = beyond;
@@ -360,9 +388,12 @@ void Recordset::Move(std::int32_t NumRecords) {
 bool Recordset::Supports(std::int32_t CursorOptions) const {
   require_open();
   if (is_forward_only_) return (adFind & CursorOptions) == CursorOptions;
+  const bool by_index =
+      is_table_direct() && cursor_location_ == adUseServer && connection_->session().has_indexes();
   std::int32_t supported = adHoldRecords | adMovePrevious | adApproxPosition | adBookmark | adFind;
   if (lock_type_ != adLockReadOnly && !rows_->base_table().empty())
     supported |= adAddNew | adDelete | adUpdate;
+  if (by_index) supported |= adIndex | adSeek;
   return (supported & CursorOptions) == CursorOptions;
 }
 
@@ -384,86 +415,6 @@ Variant Recordset::original_value(std::size_t column) const {
   return edit_mode_ == adEditAdd ? Variant() : rows_->value(row(), column);
 }
 
-void Recordset::Find(const std::string& Criteria, std::int32_t SkipRecords, std::int32_t SearchDirection) {
-  require_open();
-  finish_edit();
-  if (SearchDirection != 1 && SearchDirection != -1) throw model_error(Model::invalid_argument);
-  if (place_ != Place::on_row) throw model_error(Model::no_current_record);
-  if (SearchDirection == -1) require_backward();
-  const Clause clause =
-      parse_clause(Criteria, rows_->columns(), [this](std::string_view name) { return find_column(name); });
-  const bool forward = SearchDirection == 1;
-  for (std::int32_t i = 0; i < SkipRecords && place_ == Place::on_row; ++i) step(forward);
-  while (place_ == Place::on_row &&
-         (rows_->is_deleted(row()) || !matches(clause, rows_->value(row(), clause.column)))) {
-    step(forward);
-  }
-}
-
-void Recordset::set_Filter(const Variant& value) {
-  Variant filter = std::int32_t{0};
-  if (const auto* text = value.get_if<std::string>()) {
-    if (!text->empty()) filter = *text;
-  } else if (value.is_empty() || to_int32(value, LocaleInfo{}) != 0) {
-    // Groups of pending rows belong to batch updating.
-    throw model_error(Model::invalid_argument);
-  }
-  if (is_open()) {
-    if (filter.is_text()) require_all_rows();
-    finish_edit();
-  }
-  std::swap(filter_, filter);
-  if (!is_open()) return;
-  try {
-    choose_rows();
-  } catch (const Error&) {
-    std::swap(filter_, filter);
-    throw;
-  }
-}
-
-void Recordset::set_Sort(const std::string& value) {
-  require_open();
-  require_all_rows();
-  finish_edit();
-  if (!value.empty()) parse_sort(value, [this](std::string_view name) { return find_column(name); });
-  sort_ = value;
-  choose_rows();
-}
-
-// Makes the list of rows that filter and sort leave, and goes to its first.
-void Recordset::choose_rows() {
-  const auto find = [this](std::string_view name) { return find_column(name); };
-  const auto* const filter = filter_.get_if<std::string>();
-  std::optional<std::vector<std::size_t>> chosen;
-  if (filter != nullptr || !sort_.empty()) {
-    const Criteria criteria =
-        filter != nullptr ? parse_criteria(*filter, rows_->columns(), find) : Criteria{};
-    chosen.emplace();
-    for (std::size_t i = 0; i < rows_->row_count(); ++i) {
-      if (rows_->is_deleted(i)) continue;
-      const bool wanted =
-          filter == nullptr || matches(criteria, [&](std::size_t column) { return rows_->value(i, column); });
-      if (wanted) chosen->push_back(i);
-    }
-  }
-  if (!sort_.empty()) {
-    // The last key first, each stable, so that the first key decides. Values are made once per row and key.
-    const std::vector<SortKey> keys = parse_sort(sort_, find);
-    for (auto key = keys.rbegin(); key != keys.rend(); ++key) {
-      std::unordered_map<std::size_t, Variant> values;
-      values.reserve(chosen->size());
-      for (const std::size_t row : *chosen) values.emplace(row, rows_->value(row, key->column));
-      std::stable_sort(chosen->begin(), chosen->end(), [&](std::size_t a, std::size_t b) {
-        const int order = compare_values(values.at(a), values.at(b));
-        return key->descending ? order > 0 : order < 0;
-      });
-    }
-  }
-  shown_ = std::move(chosen);
-  place_on_first(true);
-}
-
 Ptr<Recordset> Recordset::Clone(std::int32_t LockType) const {
   require_open();
   require_all_rows();
@@ -474,6 +425,7 @@ Ptr<Recordset> Recordset::Clone(std::int32_t LockType) const {
   clone->cursor_type_ = cursor_type_;
   clone->cursor_location_ = cursor_location_;
   clone->lock_type_ = LockType == adLockReadOnly ? LockType : lock_type_;
+  clone->options_ = options_;
   clone->take_rows(rows_);
   return clone;
 }
@@ -483,7 +435,7 @@ namespace {
 using namespace automation;
 
 constexpr Member kMembers[] = {
-    read_only<&Recordset::State>("State", "0 closed, 1 open."),
+    read_only<&Recordset::State>("State", "0 closed, 1 open, 9 open with rows still to be fetched."),
     property<&Recordset::Source, &Recordset::set_Source>("Source",
                                                          "The statement; settable while closed (3705)."),
     property<&Recordset::ActiveConnection, &Recordset::set_ActiveConnection>(
@@ -502,8 +454,9 @@ constexpr Member kMembers[] = {
         {optional_param("Source"), optional_param("ActiveConnection"), param("CursorType", -1),
          param("LockType", -1), param("Options", -1)},
         "Runs the statement and holds its rows; the first is current. A statement without rows "
-        "leaves the recordset closed. Raises 3705 when it is open, 3709 without an open connection, "
-        "and what the provider reports."),
+        "leaves the recordset closed. Options: 2 or 512 when the source is a table's name, plus 32 to fetch "
+        "the first rows at once and the others when they are needed. Raises 3705 when it is open, 3709 "
+        "without an open connection, and what the provider reports."),
     method<&Recordset::Close>("Close", "Lets go of the rows. Raises 3704 when closed, 3219 during an edit."),
     method<&Recordset::Requery>("Requery", "Runs the statement again. Raises as Close and Open."),
     read_only<&Recordset::at_bof>("BOF", "Whether the position is before the first row."),
@@ -539,6 +492,17 @@ constexpr Member kMembers[] = {
         "Clone", {param("LockType", -1)},
         "Another recordset over the same rows, with a current row, filter and order of its own. "
         "LockType 1 makes it read-only."),
+    property<&Recordset::Index, &Recordset::set_Index>(
+        "Index",
+        "Name of the table's index that orders the rows and serves Seek; \"\" for none. For a table opened "
+        "directly (option 512) at the server where the provider has indexes; else raises 3251, and "
+        "-2147217867 for an unknown one. \"PrimaryKey\" is the table's key."),
+    method<&Recordset::Seek>(
+        "Seek", {param("KeyValues"), param("SeekOption", 1)},
+        "To the row whose index columns have these values (an array, or one value; fewer than the columns "
+        "will do): 1 the first such row, 2 the last, 4 the first or else what follows, 8 what follows, 16 "
+        "the last or else what precedes, 32 what precedes; to EOF when there is none. Raises 3251 without "
+        "an Index."),
     read_only<&Recordset::EditMode>("EditMode",
                                     "0 none, 1 the current row is being changed, 2 a row is being added."),
     method<&Recordset::AddNew>("AddNew", "Begins a new row. Raises 3251 when the rows cannot be updated."),

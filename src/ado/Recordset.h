@@ -1,7 +1,8 @@
 // The rows of a query with a current row, on a client cursor: all rows are held as typed columns, and moving,
-// finding, filtering and sorting cost nothing at the data source. Edits go out as prepared statements when
-// they are updated. A forward-only, read-only recordset at the server holds no more than the block of rows it
-// walks. Used on the thread that created it.
+// finding, filtering and sorting cost nothing at the data source. Opened for asynchronous fetching it has the
+// first rows at once and brings in the others as it moves; what needs all of them completes it. Edits go out
+// as prepared statements when they are updated. A forward-only, read-only recordset at the server holds no
+// more than the block of rows it walks. Used on the thread that created it.
 #pragma once
 
 #include <cstdint>
@@ -11,6 +12,7 @@
 #include <vector>
 
 #include "ado/Connection.h"
+#include "ado/cursor/criteria.h"
 #include "ado/cursor/row_set.h"
 #include "ado/enums.h"
 #include "ado/provider.h"
@@ -30,7 +32,7 @@ class Recordset : public automation::Automation<Recordset> {
   ~Recordset() override;
 
   // State
-  std::int32_t State() const { return is_open() ? adStateOpen : adStateClosed; }
+  std::int32_t State() const;
   std::string Source() const { return source_; }
   void set_Source(const std::string& value);
   Ptr<automation::Object> ActiveConnection() const { return Ptr<automation::Object>(connection_.get()); }
@@ -74,6 +76,9 @@ class Recordset : public automation::Automation<Recordset> {
   std::string Sort() const { return sort_; }
   void set_Sort(const std::string& value);
   Ptr<Recordset> Clone(std::int32_t LockType = adLockUnspecified) const;
+  std::string Index() const { return index_; }
+  void set_Index(const std::string& value);
+  void Seek(const Variant& KeyValues, std::int32_t SeekOption = adSeekFirstEQ);
 
   // Editing
   std::int32_t EditMode() const { return edit_mode_; }
@@ -98,9 +103,11 @@ class Recordset : public automation::Automation<Recordset> {
   Variant original_value(std::size_t column) const;
   /// Begins an edit of the current row when none is in progress.
   void set_value(std::size_t column, const Variant& value);
+  /// How much of a result is fetched: all of it, what is needed, or one block after the other.
+  enum class Fetching : std::uint8_t { all, as_needed, blocks };
   /// Becomes the open recordset of a statement that ran already.
   void adopt(Connection& connection, const std::string& source, std::unique_ptr<Rows> rows,
-             bool forward_only = false);
+             Fetching fetching = Fetching::all);
   /// To the next row when there is one; stays on the last one and answers false otherwise.
   bool try_move_next();
   void connection_closed();
@@ -118,12 +125,18 @@ class Recordset : public automation::Automation<Recordset> {
   std::size_t position_count() const { return shown_ ? shown_->size() : rows_->row_count(); }
   std::size_t row() const { return row_at(position_); }
   void go_to_row(std::size_t row);
-  bool has_rows() const { return is_forward_only_ ? rows_->row_count() > 0 : RecordCount() > 0; }
+  bool has_rows() const;
   // For what a forward-only recordset cannot do.
   void require_all_rows() const;
   void require_backward() const;
-  bool load_next_block();
+  // The next rows of the result, behind the last one here; false at its end.
+  bool load_more();
+  void load_all() const;
+  std::string statement() const;
+  bool is_table_direct() const { return options_ != -1 && (options_ & adCmdTableDirect) != 0; }
   void choose_rows();
+  std::vector<SortKey> sort_keys() const;
+  void sort_rows(std::vector<std::size_t>& chosen, const std::vector<SortKey>& keys) const;
   // An edit in progress is sent before the cursor leaves its row.
   void finish_edit();
   void step(bool forward);
@@ -144,12 +157,14 @@ class Recordset : public automation::Automation<Recordset> {
   std::int32_t cursor_type_ = adOpenForwardOnly;
   std::int32_t cursor_location_ = adUseServer;
   std::int32_t lock_type_ = adLockReadOnly;
+  std::int32_t options_ = -1;  // of the last Open
 
   std::shared_ptr<RowSet> rows_;  // null while closed; shared with clones
   std::optional<std::vector<std::size_t>> shown_;
   Variant filter_ = std::int32_t{0};  // a criteria text, or 0 for none
   std::string sort_;
-  std::unique_ptr<Rows> stream_;  // what a forward-only recordset has not read yet
+  std::string index_;
+  std::vector<SortKey> index_keys_;
   bool is_forward_only_ = false;
   bool is_first_block_ = true;
   Place place_ = Place::after_last;

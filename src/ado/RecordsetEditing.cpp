@@ -34,6 +34,8 @@ void Recordset::require_updatable() const {
         "selected locktype.",
         "ADODB.Recordset");
   }
+  // A row that is added must not come a second time with those still to be fetched.
+  load_all();
 }
 
 void Recordset::set_value(std::size_t column, const Variant& value) {

@@ -43,6 +43,7 @@ inline constexpr std::int32_t kNoBackwardFetch = -2147217884;
 inline constexpr std::int32_t kDeletedRow = -2147217885;
 inline constexpr std::int32_t kIntegrityViolation = -2147217873;
 inline constexpr std::int32_t kTimeoutExpired = -2147217871;
+inline constexpr std::int32_t kNoSuchIndex = -2147217867;
 inline constexpr std::int32_t kTableNotFound = -2147217865;
 inline constexpr std::int32_t kConflict = -2147217864;
 inline constexpr std::int32_t kLoginFailed = -2147217843;

@@ -58,16 +58,34 @@ enum LockType : std::int32_t {
   adLockOptimistic = 3,
   adLockBatchOptimistic = 4,
 };
-enum ObjectState : std::int32_t { adStateClosed = 0, adStateOpen = 1 };
+enum ObjectState : std::int32_t { adStateClosed = 0, adStateOpen = 1, adStateFetching = 8 };
 enum EditMode : std::int32_t { adEditNone = 0, adEditInProgress = 1, adEditAdd = 2, adEditDelete = 4 };
 enum Position : std::int32_t { adPosUnknown = -1, adPosBOF = -2, adPosEOF = -3 };
-enum ExecuteOption : std::int32_t { adCmdUnknown = 8, adAsyncFetch = 32, adExecuteNoRecords = 128 };
+enum OpenOption : std::int32_t {
+  adCmdText = 1,
+  adCmdTable = 2,
+  adCmdUnknown = 8,
+  adAsyncFetch = 32,
+  adAsyncFetchNonBlocking = 64,
+  adExecuteNoRecords = 128,
+  adCmdTableDirect = 512
+};
+enum SeekOption : std::int32_t {
+  adSeekFirstEQ = 1,
+  adSeekLastEQ = 2,
+  adSeekAfterEQ = 4,
+  adSeekAfter = 8,
+  adSeekBeforeEQ = 16,
+  adSeekBefore = 32
+};
 enum CursorOption : std::int32_t {
   adHoldRecords = 0x100,
   adMovePrevious = 0x200,
   adBookmark = 0x2000,
   adApproxPosition = 0x4000,
   adFind = 0x80000,
+  adIndex = 0x100000,
+  adSeek = 0x200000,
   adAddNew = 0x1000400,
   adDelete = 0x1000800,
   adUpdate = 0x1008000,

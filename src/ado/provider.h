@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -42,6 +43,10 @@ class Rows {
   virtual void renew_time_limit() {}
 };
 
+/// How a host takes the rows: all of them before it goes on, or block by block at its own pace. Then no more
+/// than a block should be held on the way, where the data source can do that.
+enum class Reading : std::uint8_t { at_once, in_blocks };
+
 struct Outcome {
   std::unique_ptr<Rows> rows;  // null when the statement gives none
   std::int64_t affected = -1;  // rows changed; -1 when the statement does not count
@@ -55,11 +60,19 @@ struct Dialect {
       " DEFAULT VALUES";  // behind INSERT INTO and the table, for a row without values
 };
 
+/// A column of a table's index.
+struct IndexColumn {
+  std::string name;
+  bool descending = false;
+};
+
 class Session {
  public:
   virtual ~Session() = default;
   /// Runs a statement as the host wrote it. 0 seconds: no limit; beyond the limit it raises kTimeoutExpired.
-  virtual Outcome execute(const std::string& statement, std::int32_t timeout_seconds) = 0;
+  /// Rows that are read in blocks stay readable whatever the session does meanwhile, or say that they cannot
+  /// be read; they never end early.
+  virtual Outcome execute(const std::string& statement, std::int32_t timeout_seconds, Reading reading) = 0;
   /// Runs a statement of the model's own with "?" parameters, kept prepared for the next time. Returns the
   /// rows changed. When that would be more than `most`, nothing is changed.
   virtual std::int64_t write(const std::string& statement, std::span<const Variant> parameters,
@@ -74,6 +87,13 @@ class Session {
   virtual int transaction_level() const = 0;
   virtual bool is_alive() = 0;
   virtual const Dialect& dialect() const = 0;
+  /// Whether rows of a table can be ordered and sought by its indexes.
+  virtual bool has_indexes() const { return false; }
+  /// The columns of an index in their order; nothing when the table has none of that name.
+  virtual std::optional<std::vector<IndexColumn>> index_columns(const std::string& /*table*/,
+                                                                const std::string& /*index*/) {
+    return std::nullopt;
+  }
 };
 
 class Provider {

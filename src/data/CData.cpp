@@ -232,19 +232,17 @@ bool CData::Find(const std::string& criterio, std::int32_t direzione) {
   return guarded({"Find"}, [&] { return worker_.find(criterio, direzione); });
 }
 
-bool CData::SetIndex(const std::string&) {
-  // Client cursors have no index of the data source's, which is an answer and no failure.
+bool CData::SetIndex(const std::string& indice) {
   return guarded({"SetIndex"}, [&] {
     worker_.ensure_open();
-    return false;
+    return worker_.set_index(indice);
   });
 }
 
-bool CData::SeekIndex(const Variant::Array&, const std::string& indice) {
-  return guarded({"SeekIndex"}, [&]() -> bool {
+bool CData::SeekIndex(const Variant::Array& Valori, const std::string& indice) {
+  return guarded({"SeekIndex"}, [&] {
     if (!indice.empty()) SetIndex(indice);
-    worker_.open_rows();
-    throw ado::model_error(ado::Model::feature_not_available);
+    return worker_.seek(Valori);
   });
 }
 

@@ -185,10 +185,12 @@ constexpr Member kMembers[] = {
         "Find_Forward or Find_Backward. False when there is none or it fails."),
     method<&CData::SetIndex>(
         "SetIndex", {param("indice")},
-        "Chooses an index of the data source for SeekIndex. False: client cursors have none."),
+        "Orders the rows by an index of the table, for SeekIndex. False where the recordset has none: only a "
+        "table of a database file that was opened directly at the server has."),
     method<&CData::SeekIndex>(
         "SeekIndex", {param("Valori"), param("indice", "")},
-        "Looks key values up in the index. False, as a failure with 3251: client cursors have none."),
+        "To the first row with these key values, after choosing the index when one is given; whether there "
+        "is one. Fails with 3251 where the recordset has no indexes."),
 
     method<&CData::GetPound>("Get£", {param("Campo")},
                              "Value of a field in the current row. Null reads as 0 (numbers but currency), "

@@ -129,6 +129,19 @@ bool CRecorset::find(const std::string& criterion, std::int32_t direction) {
   return !rows.at_bof() && !rows.at_eof();
 }
 
+bool CRecorset::set_index(const std::string& index) {
+  ado::Recordset& rows = open_rows();
+  if (!rows.Supports(ado::adIndex)) return false;
+  rows.set_Index(index);
+  return true;
+}
+
+bool CRecorset::seek(const Variant::Array& values) {
+  ado::Recordset& rows = open_rows();
+  rows.Seek(values);
+  return !rows.at_eof();
+}
+
 void CRecorset::replace_recordset(const Ptr<ado::Recordset>& recordset) {
   recordset_ = recordset;
   clone_ = nullptr;

@@ -54,6 +54,10 @@ class CRecorset {
   void move_last() { open_rows().MoveLast(); }
   /// Searches from the current row on, itself included; false when it ends beyond the rows.
   bool find(const std::string& criterion, std::int32_t direction);
+  /// False where the recordset has no indexes, which is an answer and no failure.
+  bool set_index(const std::string& index);
+  /// Whether a row has these values in the index columns.
+  bool seek(const Variant::Array& values);
   void requery() { open_rows().Requery(); }
   void replace_recordset(const Ptr<ado::Recordset>& recordset);
   /// Of the last query opened: same rows, a current row of its own.

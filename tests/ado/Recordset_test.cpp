@@ -56,7 +56,7 @@ class ScriptedRows : public Rows {
 
 class ScriptedSession : public Session {
  public:
-  Outcome execute(const std::string& statement, std::int32_t) override {
+  Outcome execute(const std::string& statement, std::int32_t, Reading) override {
     if (statement.starts_with("SELECT")) return {std::make_unique<ScriptedRows>(), -1};
     return {nullptr, 5};
   }
@@ -318,6 +318,52 @@ TEST_F(RecordsetTest, ForwardOnlyHoldsOneBlockAndGoesOnlyForward) {
   EXPECT_EQ(rows->value(0), Variant(std::int32_t{1})) << "a move that fails does not move";
   connection->Close();
   EXPECT_EQ(rows->State(), 0);
+}
+
+TEST_F(RecordsetTest, AsynchronousFetchingBringsRowsAsTheyAreNeeded) {
+  const auto fetching = [&] {
+    auto rows = make<Recordset>();
+    if (!connection->is_open()) connection->Open("Provider=Scripted");
+    rows->set_CursorLocation(adUseClient);
+    rows->Open("SELECT * FROM T", Variant(connection), adOpenStatic, adLockOptimistic, adAsyncFetch);
+    EXPECT_EQ(rows->State(), adStateOpen | adStateFetching);
+    EXPECT_EQ(rows->AbsolutePosition(), 1);
+    return rows;
+  };
+  // What needs all rows completes them; each has to give what a whole fetch gives.
+  const std::pair<const char*, std::function<std::string(Recordset&)>> needs[] = {
+      {"3", [](Recordset& r) { return std::to_string(r.RecordCount()); }},
+      {"n3", [](Recordset& r) { return r.MoveLast(), *r.value(1).get_if<std::string>(); }},
+      {"n3", [](Recordset& r) { return r.set_Sort("ID DESC"), *r.value(1).get_if<std::string>(); }},
+      {"n2", [](Recordset& r) { return r.set_Filter("ID > 1"), *r.value(1).get_if<std::string>(); }},
+      {"n3", [](Recordset& r) { return r.set_AbsolutePosition(3), *r.value(1).get_if<std::string>(); }},
+      {"4", [](Recordset& r) { return r.AddNew(), std::to_string(r.RecordCount()); }},
+  };
+  for (const auto& [expected, need] : needs) {
+    const auto rows = fetching();
+    EXPECT_EQ(need(*rows), expected);
+    EXPECT_EQ(rows->State(), adStateOpen);
+  }
+  const auto rows = fetching();
+  const auto clone = rows->Clone();
+  rows->Find("ID = 2");
+  EXPECT_EQ(rows->value(1), Variant("n2"));
+  EXPECT_EQ(rows->State(), adStateOpen | adStateFetching) << "the search went no further";
+  rows->Close();
+  int seen = 0;
+  for (; !clone->at_eof(); clone->MoveNext()) ++seen;
+  EXPECT_EQ(seen, 3) << "a clone goes on where the recordset stopped";
+  clone->Requery();
+  EXPECT_EQ(clone->State(), adStateOpen | adStateFetching);
+
+  script.fail_at_row = 2;
+  const auto broken = fetching();
+  broken->MoveNext();
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(error([&] { broken->MoveNext(); }), kUnspecified) << "missing rows never look like the end";
+    EXPECT_EQ(error([&] { broken->RecordCount(); }), kUnspecified);
+    EXPECT_EQ(broken->value(1), Variant("n2"));
+  }
 }
 
 TEST_F(RecordsetTest, FieldsAreTheSameObjectAndEndWithTheirColumns) {

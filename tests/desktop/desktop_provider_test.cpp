@@ -283,6 +283,56 @@ TEST_F(DesktopTest, RowsWrittenByOthersCanBeChangedAndDeleted) {
   }
 }
 
+TEST_F(DesktopTest, TablesAreSoughtByTheirIndexes) {
+  run("CREATE TABLE \"My T\" (ID INTEGER PRIMARY KEY, S VARCHAR(5), V INTEGER)");
+  run("CREATE INDEX ByS ON \"My T\" (S, V DESC)");
+  run("INSERT INTO \"My T\" VALUES (1,'b',1),(2,'a',1),(3,'b',2),(4,NULL,9),(5,'d',0),(6,'b',1)");
+  auto rows = make<ado::Recordset>();
+  rows->Open("My T", Variant(connection), ado::adOpenStatic, ado::adLockOptimistic, ado::adCmdTableDirect);
+  ASSERT_TRUE(rows->Supports(ado::adIndex | ado::adSeek));
+  const auto error = [&](const std::function<void()>& work) {
+    return test::error_of([&] { return work(), 0; });
+  };
+  EXPECT_EQ(error([&] { rows->Seek("b"); }), ado::full_number(ado::Model::feature_not_available));
+  EXPECT_EQ(error([&] { rows->set_Index("Nosuch"); }), ado::kNoSuchIndex);
+  rows->set_Index("bys");
+  std::string order;
+  for (; !rows->at_eof(); rows->MoveNext()) order += std::to_string(*rows->value(0).get_if<std::int32_t>());
+  EXPECT_EQ(order, "423165");
+  using Keys = Variant::Array;
+  const struct {
+    Variant keys;
+    std::int32_t option;
+    int found;  // 0: none
+  } seeks[] = {
+      {"b", ado::adSeekFirstEQ, 3},
+      {"B", ado::adSeekLastEQ, 6},
+      {Keys{"b", "1"}, ado::adSeekFirstEQ, 1},
+      {"c", ado::adSeekFirstEQ, 0},
+      {"c", ado::adSeekAfterEQ, 5},
+      {"b", ado::adSeekAfter, 5},
+      {"c", ado::adSeekBeforeEQ, 6},
+      {"b", ado::adSeekBefore, 2},
+      {"d", ado::adSeekAfter, 0},
+      {Keys{"b", 2}, ado::adSeekAfter, 1},
+      {Variant::null(), ado::adSeekFirstEQ, 4},
+      {Variant::null(), ado::adSeekBefore, 0},
+  };
+  for (const auto& row : seeks) {
+    rows->Seek(row.keys, row.option);
+    EXPECT_EQ(rows->at_eof() ? 0 : *rows->value(0).get_if<std::int32_t>(), row.found) << row.option;
+  }
+  rows->Seek("a");
+  rows->Delete();
+  rows->Seek("a");
+  EXPECT_TRUE(rows->at_eof()) << "deleted rows are not found";
+  rows->set_Index("PrimaryKey");
+  rows->Seek(4);
+  EXPECT_EQ(rows->AbsolutePosition(), 3);
+  EXPECT_EQ(error([&] { rows->Seek(Keys{1, 2}); }), ado::full_number(ado::Model::invalid_argument));
+  EXPECT_FALSE(opened("SELECT * FROM \"My T\"")->Supports(ado::adIndex)) << "only a table opened directly";
+}
+
 TEST_F(DesktopTest, TwoConnectionsOnOneRowEndInAConflict) {
   run("CREATE TABLE T (ID INTEGER PRIMARY KEY, V TEXT(10))");
   run("INSERT INTO T VALUES (1, 'old')");

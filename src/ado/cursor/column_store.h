@@ -99,7 +99,8 @@ class ColumnStore {
 
   ColumnData& column(std::size_t index) { return columns_[index]; }
   const ColumnData& column(std::size_t index) const { return columns_[index]; }
-  std::size_t row_count() const { return columns_.empty() ? 0 : columns_.front().row_count(); }
+  /// Whole rows: one that broke off while it was read does not count.
+  std::size_t row_count() const { return columns_.empty() ? 0 : columns_.back().row_count(); }
 
  private:
   std::vector<ColumnData> columns_;

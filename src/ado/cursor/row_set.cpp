@@ -29,8 +29,9 @@ std::string table_of(const std::vector<Column>& columns) {
 
 }  // namespace
 
-RowSet::RowSet(std::vector<Column> columns)
-    : columns_(std::move(columns)),
+RowSet::RowSet(std::unique_ptr<Rows> source)
+    : source_(std::move(source)),
+      columns_(source_->columns()),
       names_(names_of(columns_)),
       base_table_(table_of(columns_)),
       store_(types_of(columns_)) {}
@@ -51,11 +52,31 @@ Variant RowSet::source_value(std::size_t row, std::size_t column) const {
   return changed != nullptr ? *changed : store_.column(column).source_value(row);
 }
 
-bool RowSet::replace_from(Rows& rows, std::size_t limit) {
-  ColumnStore next(types_of(columns_));
-  if (rows.fetch(next, limit) == 0) return false;
-  store_ = std::move(next);
-  return true;
+template <class Read>
+bool RowSet::read(const Read& next) {
+  if (failure_) throw Error(*failure_);
+  if (source_ == nullptr) return false;
+  try {
+    if (next()) return true;
+  } catch (const Error& error) {
+    failure_ = error;
+    throw;
+  }
+  source_.reset();
+  return false;
+}
+
+bool RowSet::load(std::size_t limit) {
+  return read([&] { return source_->fetch(store_, limit) > 0; });
+}
+
+bool RowSet::replace(std::size_t limit) {
+  return read([&] {
+    ColumnStore next(types_of(columns_));
+    if (source_->fetch(next, limit) == 0) return false;
+    store_ = std::move(next);
+    return true;
+  });
 }
 
 void RowSet::change(std::size_t row, std::size_t column, Variant value) {

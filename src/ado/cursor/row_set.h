@@ -1,27 +1,34 @@
-// The rows of a client cursor with what edits did to them. Shared by a recordset and its clones: a change
-// through one is seen in all. Rows are told by their number, which never changes; a deleted row keeps its
-// own.
+// The rows of a client cursor with what edits did to them, and what is left of the result they come from.
+// Shared by a recordset and its clones: a change through one is seen in all. Rows are told by their number,
+// which never changes; a deleted row keeps its own.
 #pragma once
 
 #include <cstdint>
+#include <memory>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
 #include "ado/cursor/column_store.h"
 #include "ado/provider.h"
+#include "common/error.h"
 #include "common/name_index.h"
 
 namespace quarno::ado {
 
 class RowSet {
  public:
-  explicit RowSet(std::vector<Column> columns);
+  /// Holds no row of the result yet.
+  explicit RowSet(std::unique_ptr<Rows> source);
 
-  /// Appends the next rows of a result that is being read; 0 at its end.
-  std::size_t fetch_from(Rows& rows, std::size_t limit) { return rows.fetch(store_, limit); }
-  /// The next rows take the place of all that are here, which stay when there are none. False then.
-  bool replace_from(Rows& rows, std::size_t limit);
+  /// Whether all rows of the result are here.
+  bool is_complete() const { return source_ == nullptr; }
+  /// Appends the next rows of the result; false at its end. A failure is raised again by every later call:
+  /// rows that are missing must not look like the end.
+  bool load(std::size_t limit);
+  /// The same, but the next rows take the place of all that are here, which stay when there are none.
+  bool replace(std::size_t limit);
 
   const std::vector<Column>& columns() const { return columns_; }
   /// Position of a column or NameIndex::kUnknown; the first of several equal names.
@@ -43,8 +50,12 @@ class RowSet {
   void mark_deleted(std::size_t row);
 
  private:
+  template <class Read>
+  bool read(const Read& next);
   const Variant* changed_value(std::size_t row, std::size_t column) const;
 
+  std::unique_ptr<Rows> source_;  // null once it was read to its end
+  std::optional<Error> failure_;
   std::vector<Column> columns_;
   NameIndex names_;
   std::string base_table_;

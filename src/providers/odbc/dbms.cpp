@@ -34,6 +34,11 @@ constexpr Dbms kKnown[] = {
      .transaction_lost_code = 1213},
     {.name = "PostgreSQL",
      .identity_query = "SELECT lastval()",
+     .declare_cursor = "DECLARE ",
+     // Held, so that it outlives the statement where there is no transaction.
+     .cursor_options = " NO SCROLL CURSOR WITH HOLD FOR ",
+     .fetch_cursor = "FETCH FORWARD 1024 FROM ",
+     .close_cursor = "CLOSE ",
      .home_query = "SELECT current_schema()",
      .home_is_schema = true,
      .sizes_hold = true,
@@ -46,6 +51,8 @@ constexpr Dbms kKnown[] = {
      .undo_savepoint = "ROLLBACK TRANSACTION quarnofwk_write",
      .release_savepoint = "",
      .sizes_hold = true,
+     // Measured wrong up to February 1600. A datetime, whose texts depend on the language, begins in 1753.
+     .first_counted_year = 1753,
      .sends_wide_text = true,
      .transaction_lost_code = 1205,
      .fraction_digits = 3},

@@ -22,6 +22,12 @@ struct Dbms {
   std::string_view savepoint = "SAVEPOINT quarnofwk_write";
   std::string_view undo_savepoint = "ROLLBACK TO SAVEPOINT quarnofwk_write";
   std::string_view release_savepoint = "RELEASE SAVEPOINT quarnofwk_write";
+  /// The server's own cursors: how to declare one (with its options in front of the query), to fetch the next
+  /// rows and to close it. Empty where the driver itself can read in blocks, or where there is no way.
+  std::string_view declare_cursor = {};
+  std::string_view cursor_options = {};
+  std::string_view fetch_cursor = {};
+  std::string_view close_cursor = {};
   /// Gives the catalogue (or schema) that a bare table name is looked up in; empty: there is only one.
   std::string_view home_query = {};
   bool home_is_schema = false;
@@ -37,6 +43,8 @@ struct Dbms {
   bool keeps_date_text = false;
   /// Dates go out as text, which the server turns into what the column is: date, time or both.
   bool sends_date_text = false;
+  /// Dates of earlier years go out as text too: the driver miscounts their days.
+  int first_counted_year = 0;
   /// Text goes out as the wide types; as narrow ones it would pass through the server's code page.
   bool sends_wide_text = false;
   /// The engine's code of a failure that undoes the whole transaction (it lost a deadlock); 0: none is known.

@@ -41,6 +41,8 @@ constexpr Known kKnown[] = {
     {1452, "foreign key", ado::kIntegrityViolation, "23503"},
     {1049, "Unknown database", ado::kUnspecified, "3D000"},
     {1044, "Access denied", ado::kLoginFailed, "28000"},
+    // SQLite: what ends a statement is its time limit alone.
+    {9, "interrupted", ado::kTimeoutExpired, "HYT00"},
     // PostgreSQL: 08001 for every failure to connect.
     {101, "password authentication failed", ado::kLoginFailed, "28P01"},
     {101, "no password supplied", ado::kLoginFailed, "28P01"},

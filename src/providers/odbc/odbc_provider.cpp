@@ -54,8 +54,14 @@ class OdbcProvider : public ado::Provider {
     std::string password = value_of(words, "PWD");
     if (password.empty()) password = value_of(words, "PASSWORD");
     if (timeout_seconds > 0) link->set(SQL_ATTR_LOGIN_TIMEOUT, static_cast<SQLULEN>(timeout_seconds));
-    link->connect(driver_text(words, driver), std::move(password));
-    return session_on(std::move(link));
+    sqlite3* engine = nullptr;
+    const auto connect = [&] { link->connect(driver_text(words, driver), std::move(password)); };
+    if (text::lower_ascii(driver).find("sqlite") != std::string::npos) {
+      engine = engine_opened_by(connect);
+    } else {
+      connect();
+    }
+    return session_on(std::move(link), engine);
   }
 };
 

@@ -101,8 +101,18 @@ void append_value(ado::ColumnData& column, Form form, const char* data, std::siz
 
 }  // namespace
 
-OdbcRows::OdbcRows(Statement statement, std::vector<DescribedColumn> columns, std::string text)
-    : statement_(std::move(statement)), text_(std::move(text)) {
+void OpenResults::keep() {
+  // Each takes itself off the list at its end.
+  while (!open_.empty()) open_.back()->keep_rest();
+}
+
+OdbcRows::OdbcRows(Statement statement, std::vector<DescribedColumn> columns, std::string text,
+                   std::shared_ptr<OpenResults> results, std::optional<ServerCursor> cursor, Clock clock)
+    : statement_(std::move(statement)),
+      text_(std::move(text)),
+      results_(std::move(results)),
+      cursor_(std::move(cursor)),
+      clock_(clock) {
   for (DescribedColumn& each : columns) {
     const Wire wire = wire_of(each.form);
     forms_.push_back(each.form);
@@ -110,6 +120,20 @@ OdbcRows::OdbcRows(Statement statement, std::vector<DescribedColumn> columns, st
     columns_.push_back(std::move(each.column));
   }
   bind();
+  results_->add(*this);
+}
+
+OdbcRows::~OdbcRows() {
+  if (!ended_) end();
+}
+
+// The connection is free for other work from here on.
+void OdbcRows::end() {
+  ended_ = true;
+  results_->remove(*this);
+  statement_.close();
+  // A cursor that is gone already is closed as well as can be.
+  if (cursor_) SQLExecDirect(statement_.get(), odbc_text(cursor_->close), SQL_NTS);
 }
 
 // The columns before the first long one are bound. Those behind it are read in their order, which every
@@ -141,14 +165,24 @@ void OdbcRows::bind() {
   }
 }
 
+// The server's cursor gives another result, empty at its end.
+bool OdbcRows::next_from_cursor() {
+  if (!cursor_) return false;
+  statement_.close();
+  statement_.check(SQLExecDirect(statement_.get(), odbc_text(cursor_->fetch), SQL_NTS), text_);
+  const SQLRETURN result = SQLFetch(statement_.get());
+  statement_.check(result, text_);
+  return result != SQL_NO_DATA;
+}
+
 bool OdbcRows::next_block() {
   in_block_ = 0;
   next_ = 0;
   const SQLRETURN result = SQLFetch(statement_.get());
   statement_.check(result, text_);
   if (result == SQL_NO_DATA) {
-    ended_ = true;
-    statement_.close();
+    if (next_from_cursor()) return in_block_ > 0;
+    end();
     return false;
   }
   // A failure in the middle of a block comes as a warning; some drivers mark mere truncation the same way,
@@ -164,6 +198,11 @@ bool OdbcRows::next_block() {
 }
 
 std::size_t OdbcRows::fetch(ado::ColumnStore& store, std::size_t limit) {
+  return kept_ ? take_kept(store, limit) : read(store, limit);
+}
+
+std::size_t OdbcRows::read(ado::ColumnStore& store, std::size_t limit) {
+  const auto running = clock_.running();
   std::size_t count = 0;
   while (count < limit && !ended_) {
     if (next_ == in_block_ && !next_block()) break;
@@ -231,19 +270,26 @@ std::vector<ado::DataType> types_of(const std::vector<ado::Column>& columns) {
 
 }  // namespace
 
-WholeRows::WholeRows(OdbcRows& source) : columns_(source.columns()), store_(types_of(columns_)) {
-  while (source.fetch(store_, kBlockRows) > 0) {
+void OdbcRows::keep_rest() {
+  kept_.emplace(types_of(columns_));
+  try {
+    while (read(*kept_, kBlockRows) > 0) {
+    }
+  } catch (const Error& error) {
+    failure_ = error;
   }
+  if (!ended_) end();
 }
 
-std::size_t WholeRows::fetch(ado::ColumnStore& store, std::size_t limit) {
-  const std::size_t count = std::min(limit, store_.row_count() - next_);
+std::size_t OdbcRows::take_kept(ado::ColumnStore& store, std::size_t limit) {
+  const std::size_t count = std::min(limit, kept_->row_count() - taken_);
+  if (count == 0 && failure_) throw Error(*failure_);
   for (std::size_t i = 0; i < columns_.size(); ++i) {
-    for (std::size_t row = next_; row < next_ + count; ++row) {
-      store.column(i).append(store_.column(i).value(row));
+    for (std::size_t row = taken_; row < taken_ + count; ++row) {
+      store.column(i).append(kept_->column(i).value(row));
     }
   }
-  next_ += count;
+  taken_ += count;
   return count;
 }
 

@@ -1,20 +1,53 @@
 // The rows of a result that is open on a statement.
 #pragma once
 
+#include <memory>
+#include <optional>
+#include <string>
 #include <vector>
 
+#include "providers/odbc/clock.h"
 #include "providers/odbc/described_column.h"
 
 namespace quarno::odbc {
+
+class OdbcRows;
+
+/// The results of a connection that are being read. Some drivers can do nothing else on the connection
+/// meanwhile, others end such a result without a word when something fails or a transaction ends: so it is
+/// read to its end first.
+class OpenResults {
+ public:
+  void add(OdbcRows& rows) { open_.push_back(&rows); }
+  void remove(const OdbcRows& rows) { std::erase(open_, &rows); }
+  /// Takes what is left of every result into memory. The connection is free then.
+  void keep();
+
+ private:
+  std::vector<OdbcRows*> open_;
+};
+
+/// Where the rows behind the first result come from, when the server holds them in a cursor of its own.
+struct ServerCursor {
+  std::string fetch;  // statement that gives the next rows
+  std::string close;
+};
 
 /// Reads blocks of rows into bound columns. From the first column on whose values may be of any length it
 /// goes row by row and takes those columns piece by piece: drivers give wrong data for them in blocks.
 class OdbcRows : public ado::Rows {
  public:
-  OdbcRows(Statement statement, std::vector<DescribedColumn> columns, std::string text);
+  OdbcRows(Statement statement, std::vector<DescribedColumn> columns, std::string text,
+           std::shared_ptr<OpenResults> results, std::optional<ServerCursor> cursor, Clock clock);
+  ~OdbcRows() override;
+  OdbcRows(const OdbcRows&) = delete;
+  OdbcRows& operator=(const OdbcRows&) = delete;
 
   const std::vector<ado::Column>& columns() const override { return columns_; }
   std::size_t fetch(ado::ColumnStore& store, std::size_t limit) override;
+  void renew_time_limit() override { clock_.restart(); }
+  /// Reads the rest into memory, from where it is fetched later; a failure is raised there.
+  void keep_rest();
 
  private:
   struct Bound {
@@ -24,7 +57,11 @@ class OdbcRows : public ado::Rows {
   };
 
   void bind();
+  std::size_t read(ado::ColumnStore& store, std::size_t limit);
+  std::size_t take_kept(ado::ColumnStore& store, std::size_t limit);
   bool next_block();
+  bool next_from_cursor();
+  void end();
   void append_bound(ado::ColumnData& column, std::size_t index) const;
   void append_read(ado::ColumnData& column, std::size_t index);
   bool read_pieces(std::size_t index);
@@ -41,20 +78,12 @@ class OdbcRows : public ado::Rows {
   SQLULEN in_block_ = 0;
   SQLULEN next_ = 0;
   bool ended_ = false;
-};
-
-/// A result that was read to its end at once, for connections that can do nothing else while one is open.
-class WholeRows : public ado::Rows {
- public:
-  explicit WholeRows(OdbcRows& source);
-
-  const std::vector<ado::Column>& columns() const override { return columns_; }
-  std::size_t fetch(ado::ColumnStore& store, std::size_t limit) override;
-
- private:
-  std::vector<ado::Column> columns_;
-  ado::ColumnStore store_;
-  std::size_t next_ = 0;
+  std::shared_ptr<OpenResults> results_;  // of the connection, as long as this one is being read
+  std::optional<ServerCursor> cursor_;
+  Clock clock_;
+  std::optional<ado::ColumnStore> kept_;
+  std::size_t taken_ = 0;
+  std::optional<Error> failure_;  // where what is kept breaks off
 };
 
 }  // namespace quarno::odbc

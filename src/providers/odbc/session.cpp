@@ -41,14 +41,16 @@ std::string text_at(const Statement& statement, SQLUSMALLINT index) {
 
 class OdbcSession : public ado::Session {
  public:
-  explicit OdbcSession(std::shared_ptr<Link> link)
+  OdbcSession(std::shared_ptr<Link> link, sqlite3* engine)
       : link_(std::move(link)),
+        engine_(engine),
         dbms_(dbms_named(info_text(*link_, SQL_DBMS_NAME))),
         // With one reader at a time nothing can be asked about a result while it is open.
         asks_while_reading_(info_number(*link_, SQL_MAX_CONCURRENT_ACTIVITIES) != 1),
         loses_prepared_(info_number(*link_, SQL_CURSOR_COMMIT_BEHAVIOR) == SQL_CB_DELETE) {}
 
-  ado::Outcome execute(const std::string& statement, std::int32_t timeout_seconds) override;
+  ado::Outcome execute(const std::string& statement, std::int32_t timeout_seconds,
+                       ado::Reading reading) override;
   std::int64_t write(const std::string& statement, std::span<const Variant> parameters,
                      std::int64_t most) override;
   std::int64_t last_identity() override;
@@ -65,6 +67,7 @@ class OdbcSession : public ado::Session {
   template <class Work>
   auto in_order(Work&& work) {
     refuse_when_lost();
+    results_->keep();
     try {
       return work();
     } catch (const Error& error) {
@@ -74,7 +77,10 @@ class OdbcSession : public ado::Session {
     }
   }
   void refuse_when_lost() const;
-  ado::Outcome execute_now(const std::string& statement, std::int32_t timeout_seconds);
+  ado::Outcome execute_now(const std::string& statement, std::int32_t timeout_seconds, ado::Reading reading);
+  std::unique_ptr<ado::Rows> rows_of_cursor(const std::string& query, std::int32_t timeout_seconds);
+  std::unique_ptr<ado::Rows> rows_of(Statement statement, const std::string& text, const Clock& clock,
+                                     std::optional<ServerCursor> cursor = {});
   std::int64_t write_now(const std::string& statement, std::span<const Variant> parameters,
                          std::int64_t most);
   void run(const std::string& statement);
@@ -91,6 +97,9 @@ class OdbcSession : public ado::Session {
   void end_transaction(SQLSMALLINT how);
 
   std::shared_ptr<Link> link_;
+  sqlite3* engine_;  // behind the driver, where the time limit has to be set there
+  std::shared_ptr<OpenResults> results_ = std::make_shared<OpenResults>();
+  std::int64_t cursors_made_ = 0;
   const Dbms& dbms_;
   bool asks_while_reading_;
   bool loses_prepared_;
@@ -103,8 +112,9 @@ class OdbcSession : public ado::Session {
   std::unordered_map<std::string, Statement> prepared_;
 };
 
-ado::Outcome OdbcSession::execute(const std::string& statement, std::int32_t timeout_seconds) {
-  return in_order([&] { return execute_now(statement, timeout_seconds); });
+ado::Outcome OdbcSession::execute(const std::string& statement, std::int32_t timeout_seconds,
+                                  ado::Reading reading) {
+  return in_order([&] { return execute_now(statement, timeout_seconds, reading); });
 }
 
 std::int64_t OdbcSession::write(const std::string& statement, std::span<const Variant> parameters,
@@ -147,7 +157,48 @@ void OdbcSession::limit_time(const Statement& statement, std::int32_t seconds) {
   time_limit_ = seconds;
 }
 
-ado::Outcome OdbcSession::execute_now(const std::string& text, std::int32_t timeout_seconds) {
+// Not for two statements in one text: only the first would become a cursor.
+bool is_single_query(std::string_view statement) {
+  statement = text::trim(statement);
+  const std::size_t word_end = std::min(statement.find_first_of(" \t\r\n("), statement.size());
+  const std::string word = text::lower_ascii(statement.substr(0, word_end));
+  if (word != "select" && word != "with" && word != "values") return false;
+  return statement.find(';') >= statement.size() - 1;
+}
+
+// The driver would hold the whole result, or with its own option for cursors lose rows when another statement
+// fails: so the server is asked for a cursor in its own words. Nothing when it makes none of this query.
+std::unique_ptr<ado::Rows> OdbcSession::rows_of_cursor(const std::string& query,
+                                                       std::int32_t timeout_seconds) {
+  const std::string name = "quarnofwk_" + std::to_string(++cursors_made_);
+  Statement statement(link_);
+  limit_time(statement, timeout_seconds);
+  const std::string declaration =
+      std::string(dbms_.declare_cursor) + name + std::string(dbms_.cursor_options) + query;
+  if (!SQL_SUCCEEDED(SQLExecDirect(statement.get(), odbc_text(declaration), SQL_NTS))) {
+    const Error error = statement.failure(query);
+    const bool refused = error.sql_state.starts_with("42") || error.sql_state.starts_with("0A");
+    if (!refused) throw Error(error);
+    return nullptr;
+  }
+  const ServerCursor cursor{std::string(dbms_.fetch_cursor) + name, std::string(dbms_.close_cursor) + name};
+  statement.check(SQLExecDirect(statement.get(), odbc_text(cursor.fetch), SQL_NTS), query);
+  return rows_of(std::move(statement), query, Clock(engine_, timeout_seconds), cursor);
+}
+
+std::unique_ptr<ado::Rows> OdbcSession::rows_of(Statement statement, const std::string& text,
+                                                const Clock& clock, std::optional<ServerCursor> cursor) {
+  FindTable find_table;
+  if (asks_while_reading_) {
+    find_table = [this](const BaseTable& table) -> const TableFacts& { return facts_of(table); };
+  }
+  auto described = described_columns(statement, text, dbms_, find_table);
+  return std::make_unique<OdbcRows>(std::move(statement), std::move(described), text, results_,
+                                    std::move(cursor), clock);
+}
+
+ado::Outcome OdbcSession::execute_now(const std::string& text, std::int32_t timeout_seconds,
+                                      ado::Reading reading) {
   if (text.find('\0') != std::string::npos) {
     throw ado::provider_error(ado::kErrorsInCommand, "The statement holds a NUL character.", kSourceName);
   }
@@ -155,9 +206,15 @@ ado::Outcome OdbcSession::execute_now(const std::string& text, std::int32_t time
       dbms_.lacks_identity_variable && text::equal_fold(text::trim(text), "SELECT @@Identity");
   const std::string own_text =
       asks_identity ? std::string(dbms_.identity_query) + " AS \"@@Identity\"" : text;
+  ado::Outcome outcome;
+  const bool by_cursor =
+      reading == ado::Reading::in_blocks && !dbms_.declare_cursor.empty() && is_single_query(own_text);
+  if (by_cursor) outcome.rows = rows_of_cursor(own_text, timeout_seconds);
+  if (outcome.rows != nullptr) return outcome;
   Statement statement(link_);
   limit_time(statement, timeout_seconds);
-  ado::Outcome outcome;
+  const Clock clock(engine_, timeout_seconds);
+  const auto running = clock.running();
   SQLRETURN result = SQLExecDirect(statement.get(), odbc_text(own_text), SQL_NTS);
   statement.check(result, text);
   // No data after executing: done, no rows touched.
@@ -167,17 +224,7 @@ ado::Outcome OdbcSession::execute_now(const std::string& text, std::int32_t time
     SQLSMALLINT columns = 0;
     statement.check(SQLNumResultCols(statement.get(), &columns), text);
     if (columns > 0) {
-      FindTable find_table;
-      if (asks_while_reading_) {
-        find_table = [this](const BaseTable& table) -> const TableFacts& { return facts_of(table); };
-      }
-      auto described = described_columns(statement, text, dbms_, find_table);
-      auto rows = std::make_unique<OdbcRows>(std::move(statement), std::move(described), text);
-      if (!asks_while_reading_) {
-        outcome.rows = std::make_unique<WholeRows>(*rows);
-      } else {
-        outcome.rows = std::move(rows);
-      }
+      outcome.rows = rows_of(std::move(statement), text, clock);
       return outcome;
     }
     SQLLEN count = -1;
@@ -300,6 +347,7 @@ std::int64_t OdbcSession::write_now(const std::string& statement, std::span<cons
 }
 
 std::int64_t OdbcSession::last_identity() {
+  results_->keep();
   if (dbms_.identity_query.empty()) return 0;
   try {
     const auto number = Decimal::parse(single_text(dbms_.identity_query));
@@ -316,6 +364,7 @@ void OdbcSession::begin() {
     throw ado::provider_error(ado::kTransactionActive, "Cannot start more transactions on this session.",
                               kSourceName);
   }
+  results_->keep();
   link_->set(SQL_ATTR_AUTOCOMMIT, SQL_AUTOCOMMIT_OFF);
   in_transaction_ = true;
 }
@@ -327,6 +376,7 @@ void OdbcSession::require_transaction() const {
 
 // Ended before autocommit goes on: one driver undoes pending work when it is switched.
 void OdbcSession::end_transaction(SQLSMALLINT how) {
+  results_->keep();
   link_->check(SQLEndTran(SQL_HANDLE_DBC, link_->handle(), how), SQL_HANDLE_DBC, link_->handle());
   if (loses_prepared_) prepared_.clear();
   in_transaction_ = false;
@@ -358,8 +408,8 @@ bool OdbcSession::is_alive() {
 
 }  // namespace
 
-std::unique_ptr<ado::Session> session_on(std::shared_ptr<Link> link) {
-  return std::make_unique<OdbcSession>(std::move(link));
+std::unique_ptr<ado::Session> session_on(std::shared_ptr<Link> link, sqlite3* engine) {
+  return std::make_unique<OdbcSession>(std::move(link), engine);
 }
 
 }  // namespace quarno::odbc

@@ -49,14 +49,14 @@ std::string_view text_of(sqlite3_stmt* statement, int index) {
 
 }  // namespace
 
-SqliteRows::SqliteRows(sqlite3* database, Statement statement, std::string text, TimeLimit limit,
+SqliteRows::SqliteRows(sqlite3* database, Statement statement, std::string text, providers::TimeLimit limit,
                        int timeout_seconds, const KeyWidth& key_width)
     : database_(database),
       statement_(std::move(statement)),
       text_(std::move(text)),
       limit_(limit),
       timeout_seconds_(timeout_seconds) {
-  const Deadline deadline(database_, limit_);
+  const providers::Deadline deadline(database_, limit_);
   on_row_ = step();
   for (int i = 0; i < sqlite3_column_count(statement_.get()); ++i) columns_.push_back(describe(i));
   drop_partial_keys(key_width);
@@ -114,7 +114,7 @@ void SqliteRows::drop_partial_keys(const KeyWidth& key_width) {
 }
 
 std::size_t SqliteRows::fetch(ado::ColumnStore& store, std::size_t limit) {
-  const Deadline deadline(database_, limit_);
+  const providers::Deadline deadline(database_, limit_);
   std::size_t count = 0;
   for (; on_row_ && count < limit; ++count) {
     for (std::size_t i = 0; i < columns_.size(); ++i) append_value(store.column(i), static_cast<int>(i));

@@ -17,12 +17,12 @@ class SqliteRows : public ado::Rows {
  public:
   /// `statement` has columns and was not stepped yet; the first row is read here. The limit
   /// holds for all fetches.
-  SqliteRows(sqlite3* database, Statement statement, std::string text, TimeLimit limit, int timeout_seconds,
-             const KeyWidth& key_width);
+  SqliteRows(sqlite3* database, Statement statement, std::string text, providers::TimeLimit limit,
+             int timeout_seconds, const KeyWidth& key_width);
 
   const std::vector<ado::Column>& columns() const override { return columns_; }
   std::size_t fetch(ado::ColumnStore& store, std::size_t limit) override;
-  void renew_time_limit() override { limit_ = time_limit(timeout_seconds_); }
+  void renew_time_limit() override { limit_ = providers::time_limit(timeout_seconds_); }
 
  private:
   ado::Column describe(int index) const;
@@ -36,7 +36,7 @@ class SqliteRows : public ado::Rows {
   sqlite3* database_;
   Statement statement_;
   std::string text_;
-  TimeLimit limit_;
+  providers::TimeLimit limit_;
   int timeout_seconds_;
   bool on_row_ = false;
   std::vector<ado::Column> columns_;

@@ -18,6 +18,10 @@ constexpr int kLockPatienceMs = 5000;
 constexpr int kMostLevels = 5;
 constexpr std::size_t kMostPrepared = 64;
 
+std::string text_of(sqlite3_stmt* statement, int index) {
+  return reinterpret_cast<const char*>(sqlite3_column_text(statement, index));
+}
+
 // Numbers of up to 15 digits pass through a double unharmed; what has more is kept as its text in a blob,
 // because a column with numeric affinity would turn a text into a double and lose digits.
 int bind_exact(sqlite3_stmt* statement, int index, const Decimal& value) {
@@ -60,7 +64,8 @@ class SqliteSession : public ado::Session {
  public:
   explicit SqliteSession(Database database) : database_(std::move(database)) {}
 
-  ado::Outcome execute(const std::string& statement, std::int32_t timeout_seconds) override;
+  ado::Outcome execute(const std::string& statement, std::int32_t timeout_seconds,
+                       ado::Reading reading) override;
   std::int64_t write(const std::string& statement, std::span<const Variant> parameters,
                      std::int64_t most) override;
   std::int64_t last_identity() override { return sqlite3_last_insert_rowid(database_.get()); }
@@ -70,6 +75,9 @@ class SqliteSession : public ado::Session {
   int transaction_level() const override { return level_; }
   bool is_alive() override { return true; }
   const ado::Dialect& dialect() const override { return dialect_; }
+  bool has_indexes() const override { return true; }
+  std::optional<std::vector<ado::IndexColumn>> index_columns(const std::string& table,
+                                                             const std::string& index) override;
 
   void run(const std::string& statement);
 
@@ -115,12 +123,13 @@ std::string SqliteSession::identity_query() {
   return "SELECT " + std::to_string(number) + " AS \"@@Identity\" WHERE " + (number != 0 ? "1" : "0");
 }
 
-ado::Outcome SqliteSession::execute(const std::string& text, std::int32_t timeout_seconds) {
+// Rows are stepped as they are taken, however the host reads.
+ado::Outcome SqliteSession::execute(const std::string& text, std::int32_t timeout_seconds, ado::Reading) {
   if (text.find('\0') != std::string::npos) {
     throw ado::provider_error(ado::kErrorsInCommand, "The statement holds a NUL character.", kSourceName);
   }
   refuse_when_lost();
-  const TimeLimit limit = time_limit(timeout_seconds);
+  const providers::TimeLimit limit = providers::time_limit(timeout_seconds);
   const int patience_ms =
       timeout_seconds > 0 ? std::min(timeout_seconds * 1000, kLockPatienceMs) : kLockPatienceMs;
   sqlite3_busy_timeout(database_.get(), patience_ms);
@@ -145,7 +154,7 @@ ado::Outcome SqliteSession::execute(const std::string& text, std::int32_t timeou
           [this](const std::string& table) { return key_width(table); });
       continue;
     }
-    const Deadline deadline(database_.get(), limit);
+    const providers::Deadline deadline(database_.get(), limit);
     const std::int64_t before = sqlite3_total_changes64(database_.get());
     const bool changes = sqlite3_stmt_readonly(statement.get()) == 0;
     if (sqlite3_step(statement.get()) != SQLITE_DONE) throw engine_error(database_.get(), own);
@@ -208,6 +217,29 @@ int SqliteSession::key_width(const std::string& table) {
   sqlite3_bind_text64(query.get(), 1, table.data(), table.size(), SQLITE_STATIC, SQLITE_UTF8);
   if (sqlite3_step(query.get()) != SQLITE_ROW) throw engine_error(database_.get(), table);
   return key_widths_[table] = sqlite3_column_int(query.get(), 0);
+}
+
+std::optional<std::vector<ado::IndexColumn>> SqliteSession::index_columns(const std::string& table,
+                                                                          const std::string& index) {
+  // The key of a table has no name of its own here; "PrimaryKey" is what such files call it.
+  constexpr const char* kKeyColumns = "SELECT name, 0 FROM pragma_table_info(?1) WHERE pk > 0 ORDER BY pk";
+  constexpr const char* kIndexColumns =
+      "SELECT x.name, x.desc FROM pragma_index_list(?1) l, pragma_index_xinfo(l.name) x "
+      "WHERE l.name = ?2 COLLATE NOCASE AND x.key = 1 ORDER BY x.seqno";
+  const bool is_key = text::equal_fold(index, "PrimaryKey");
+  const Statement query = prepare(is_key ? kKeyColumns : kIndexColumns);
+  sqlite3_bind_text64(query.get(), 1, table.data(), table.size(), SQLITE_STATIC, SQLITE_UTF8);
+  if (!is_key) sqlite3_bind_text64(query.get(), 2, index.data(), index.size(), SQLITE_STATIC, SQLITE_UTF8);
+  std::vector<ado::IndexColumn> columns;
+  int result = SQLITE_ROW;
+  while ((result = sqlite3_step(query.get())) == SQLITE_ROW) {
+    // An index over an expression orders by no column.
+    if (sqlite3_column_type(query.get(), 0) == SQLITE_NULL) return std::nullopt;
+    columns.push_back({text_of(query.get(), 0), sqlite3_column_int(query.get(), 1) != 0});
+  }
+  if (result != SQLITE_DONE) throw engine_error(database_.get(), table);
+  if (columns.empty()) return std::nullopt;
+  return columns;
 }
 
 void SqliteSession::refuse_when_lost() const {

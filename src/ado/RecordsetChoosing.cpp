@@ -1,0 +1,163 @@
+// Choosing among the rows of a recordset: find, filter, sort, and seeking by an index.
+#include <algorithm>
+#include <unordered_map>
+
+#include "ado/Recordset.h"
+#include "ado/ado_error.h"
+#include "ado/field_conversion.h"
+#include "common/convert.h"
+#include "platform/locale.h"
+
+namespace quarno::ado {
+
+void Recordset::Find(const std::string& Criteria, std::int32_t SkipRecords, std::int32_t SearchDirection) {
+  require_open();
+  finish_edit();
+  if (SearchDirection != 1 && SearchDirection != -1) throw model_error(Model::invalid_argument);
+  if (place_ != Place::on_row) throw model_error(Model::no_current_record);
+  if (SearchDirection == -1) require_backward();
+  const Clause clause =
+      parse_clause(Criteria, rows_->columns(), [this](std::string_view name) { return find_column(name); });
+  const bool forward = SearchDirection == 1;
+  for (std::int32_t i = 0; i < SkipRecords && place_ == Place::on_row; ++i) step(forward);
+  while (place_ == Place::on_row &&
+         (rows_->is_deleted(row()) || !matches(clause, rows_->value(row(), clause.column)))) {
+    step(forward);
+  }
+}
+
+void Recordset::set_Filter(const Variant& value) {
+  Variant filter = std::int32_t{0};
+  if (const auto* text = value.get_if<std::string>()) {
+    if (!text->empty()) filter = *text;
+  } else if (value.is_empty() || to_int32(value, LocaleInfo{}) != 0) {
+    // Groups of pending rows belong to batch updating.
+    throw model_error(Model::invalid_argument);
+  }
+  if (is_open()) {
+    if (filter.is_text()) require_all_rows();
+    finish_edit();
+  }
+  std::swap(filter_, filter);
+  if (!is_open()) return;
+  try {
+    choose_rows();
+  } catch (const Error&) {
+    std::swap(filter_, filter);
+    throw;
+  }
+}
+
+void Recordset::set_Sort(const std::string& value) {
+  require_open();
+  require_all_rows();
+  finish_edit();
+  if (!value.empty()) parse_sort(value, [this](std::string_view name) { return find_column(name); });
+  sort_ = value;
+  choose_rows();
+}
+
+// Makes the list of rows that filter, sort and index leave, and goes to its first.
+void Recordset::choose_rows() {
+  const auto find = [this](std::string_view name) { return find_column(name); };
+  const auto* const filter = filter_.get_if<std::string>();
+  const std::vector<SortKey> keys = sort_keys();
+  std::optional<std::vector<std::size_t>> chosen;
+  if (filter != nullptr || !keys.empty()) {
+    load_all();
+    const Criteria criteria =
+        filter != nullptr ? parse_criteria(*filter, rows_->columns(), find) : Criteria{};
+    chosen.emplace();
+    for (std::size_t i = 0; i < rows_->row_count(); ++i) {
+      if (rows_->is_deleted(i)) continue;
+      const bool wanted =
+          filter == nullptr || matches(criteria, [&](std::size_t column) { return rows_->value(i, column); });
+      if (wanted) chosen->push_back(i);
+    }
+  }
+  if (!keys.empty()) sort_rows(*chosen, keys);
+  shown_ = std::move(chosen);
+  place_on_first(true);
+}
+
+std::vector<SortKey> Recordset::sort_keys() const {
+  if (sort_.empty()) return index_keys_;
+  return parse_sort(sort_, [this](std::string_view name) { return find_column(name); });
+}
+
+void Recordset::sort_rows(std::vector<std::size_t>& chosen, const std::vector<SortKey>& keys) const {
+  // The last key first, each stable, so that the first key decides. Values are made once per row and key.
+  for (auto key = keys.rbegin(); key != keys.rend(); ++key) {
+    std::unordered_map<std::size_t, Variant> values;
+    values.reserve(chosen.size());
+    for (const std::size_t row : chosen) values.emplace(row, rows_->value(row, key->column));
+    std::stable_sort(chosen.begin(), chosen.end(), [&](std::size_t a, std::size_t b) {
+      const int order = compare_values(values.at(a), values.at(b));
+      return key->descending ? order > 0 : order < 0;
+    });
+  }
+}
+
+void Recordset::set_Index(const std::string& value) {
+  require_open();
+  if (!Supports(adIndex)) throw model_error(Model::feature_not_available);
+  finish_edit();
+  std::vector<SortKey> keys;
+  if (!value.empty()) {
+    const auto columns =
+        connection_->report_failures([&] { return connection_->session().index_columns(source_, value); });
+    if (!columns) {
+      throw Error(kNoSuchIndex, "'" + value + "' is not an index in this table.", "ADODB.Recordset");
+    }
+    for (const IndexColumn& column : *columns) keys.push_back({column_index(column.name), column.descending});
+  }
+  index_ = value;
+  index_keys_ = std::move(keys);
+  choose_rows();
+}
+
+void Recordset::Seek(const Variant& KeyValues, std::int32_t SeekOption) {
+  require_open();
+  if (index_keys_.empty()) throw model_error(Model::feature_not_available);
+  finish_edit();
+  Variant::Array values;
+  if (const auto* array = KeyValues.get_if<Variant::Array>()) {
+    values = *array;
+  } else {
+    values.push_back(KeyValues);
+  }
+  if (values.empty() || values.size() > index_keys_.size()) throw model_error(Model::invalid_argument);
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    values[i] = coerced(values[i], rows_->columns()[index_keys_[i].column], platform::locale());
+  }
+  choose_rows();  // rows changed meanwhile stand where the index has them now
+  const auto compare = [&](std::size_t row) {
+    for (std::size_t i = 0; i < values.size(); ++i) {
+      const SortKey& key = index_keys_[i];
+      const int order = compare_values(rows_->value(row, key.column), values[i]);
+      if (order != 0) return key.descending ? -order : order;
+    }
+    return 0;
+  };
+  const auto first =
+      std::partition_point(shown_->begin(), shown_->end(), [&](std::size_t row) { return compare(row) < 0; });
+  const auto behind =
+      std::partition_point(first, shown_->end(), [&](std::size_t row) { return compare(row) == 0; });
+  const bool found = first != behind;
+  const auto none = shown_->end();
+  const auto before = [&](auto place) { return place == shown_->begin() ? none : place - 1; };
+  auto place = none;
+  switch (SeekOption) {
+    case adSeekFirstEQ: place = found ? first : none; break;
+    case adSeekLastEQ: place = found ? behind - 1 : none; break;
+    case adSeekAfterEQ: place = first; break;
+    case adSeekAfter: place = behind; break;
+    case adSeekBeforeEQ: place = found ? behind - 1 : before(first); break;
+    case adSeekBefore: place = before(first); break;
+    default: throw model_error(Model::invalid_argument);
+  }
+  position_ = static_cast<std::size_t>(place - shown_->begin());
+  place_ = place == none ? Place::after_last : Place::on_row;
+}
+
+}  // namespace quarno::ado
