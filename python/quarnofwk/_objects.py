@@ -262,7 +262,7 @@ def Dispatch(class_name: str) -> Any:
 
 
 def classes() -> list[str]:
-    """The names of the library's classes. Some are only handed out by other objects."""
+    """The names of the classes that Dispatch makes."""
     names: list[str] = []
     text = Text()
     while not library.qf_class_at(len(names), byref(text)):

@@ -68,6 +68,60 @@ class Station(Case):
         rs.Update()
         self.assertEqual((rs.Fields("NOX").Value, len(d.GetConnection().Errors)), (1.5, 0))
 
+    def connection(self):
+        cn = Dispatch("ADODB.Connection")
+        cn.Open("Provider=Microsoft.Jet.OLEDB.4.0;Data Source=station.db")
+        return cn
+
+    def test_a_connection_of_the_hosts_own(self):
+        for name in ("adodb.CONNECTION", "Connection", "ADODB.Recordset", "recordset"):
+            self.assertEqual(Dispatch(name).State, 0)
+        for name in ("QuarnoFwk.Connection", "ADODB.CData", "ADODB.Field", "ADODB.", "ADODBxConnection"):
+            self.assert_error(429, Dispatch, name)
+        cn, one, other = self.connection(), Dispatch("CData"), Dispatch("CData")
+        for d in (one, other):
+            d.m_LogPath = os.getcwd()
+            d.SetMessages(False)
+            d.SetAdoConnection(cn)
+            self.assertTrue(d.GetConnection() is cn and d.AccessQuery("SELECT * FROM MISURE ORDER BY DT_VALUE"))
+        self.assertEqual((one.MoveNext(), one.GetValue("DT_VALUE"), other.GetValue("DT_VALUE")), (True, 45293, 45292.5))
+        one.TransBegin()
+        self.assertTrue(one.ExecuteSQL("DELETE FROM MISURE") and other.RefreshADO() is None and other.IsEof())
+        other.TransRollBack()
+        for wrong in (object(), Dispatch("ADODB.Recordset"), Dispatch("CData"), None):
+            self.assert_error(13, one.SetAdoConnection, wrong)
+        self.assert_error(424, one.SetAdoConnection, "cn")
+        cn.Close()  # with the query of one open
+        self.assertEqual((one.IsEof(), one.GetValue("NOX"), one.MoveNext(), one.Err_Number, one.IsConnectionOpen()),
+                         (True, None, False, -2146824584, False))  # 3704, in full
+        one.SetDBType(one.Conn_Jet)  # a closed one is opened by the settings, which name nothing
+        one.SetDatabase("none.db")
+        self.assertEqual((one.AccessQuery("SELECT * FROM MISURE"), one.Err_Number, cn.State), (False, 53, 0))
+        cn.Open("Provider=Microsoft.Jet.OLEDB.4.0;Data Source=station.db")  # by the host, in place of the settings
+        self.assertTrue(one.GetConnection() is cn and one.AccessQuery("SELECT * FROM MISURE") and one.MoveNext())
+        d, closed = self.station(), Dispatch("ADODB.Connection")
+        d.SetAdoConnection(closed)
+        self.assertEqual((closed.State, d.AccessQuery("SELECT * FROM MISURE"), closed.State), (0, True, 1))
+
+    def test_a_recordset_of_the_hosts_own(self):
+        d, rs = self.station(), Dispatch("ADODB.Recordset")
+        self.assert_error(-2146824579, rs.Open, "SELECT 1", Dispatch("ADODB.Connection"))  # 3709: it is closed
+        rs.Open("SELECT * FROM MISURE ORDER BY DT_VALUE", self.connection(), LockType=3)
+        d.SetRecordSet(rs)
+        self.assertIs(d.GetRecordSet(), rs)
+        del rs  # from here on CData alone holds it and its connection
+        self.assertEqual([d.GetFieldsName(), d.GetValue("nox"), d["Get£Pos"](2)], ["DT_VALUE,NOX,NOTE", 12.25, "è"])
+        self.assertEqual([d.MoveNext(), d.GetValuePos(0), d.MoveNext(), d.IsEof()], [True, 45293, False, True])
+        rs, values = d.GetRecordSet(), []
+        rs.Close()
+        rs.Open("SELECT NOX FROM MISURE ORDER BY DT_VALUE")
+        while not rs.EOF:
+            values += [field.Value for field in rs.Fields]
+            rs.MoveNext()
+        self.assertEqual(values, [12.25, Null])
+        for wrong in (None, object(), self.connection()):
+            self.assertEqual((d.SetRecordSet(wrong), d.Err_Number, d.GetRecordSet() is rs), (None, 13, True))
+
     def test_failures_are_raised_only_when_asked_for(self):
         d, changed = self.station(), ByRef(0)
         self.assertFalse(d.ExecuteSQL("INSERT INTO NOWHERE VALUES(1)"))

@@ -9,6 +9,7 @@
 namespace quarno::boundary {
 
 struct ClassEntry {
+  std::string_view library;  // stands before the name, with a point, in its full name
   std::string_view name;
   std::string_view summary;
   bool creatable;  // false: only handed out by another object
@@ -18,7 +19,8 @@ struct ClassEntry {
 
 std::span<const ClassEntry> classes();
 
-/// Accepts "CData" and "QuarnoFwk.CData" in any letter case. Raises 429 when there is no such class.
+/// Accepts the bare name and the full one, "CData" and "QuarnoFwk.CData", "Connection" and
+/// "ADODB.Connection", in any letter case. Raises 429 when there is no such class.
 Ptr<automation::Object> create(std::string_view class_name);
 
 }  // namespace quarno::boundary

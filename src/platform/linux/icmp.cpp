@@ -59,14 +59,18 @@ EchoStatus status_of_errno(int code) {
   }
 }
 
-EchoStatus status_of_icmp(int type, int code) {
+// Nothing for advice that leaves the request on its way: a redirect, a source quench.
+std::optional<EchoStatus> status_of_icmp(int type, int code) {
   if (type == ICMP_TIME_EXCEEDED) {
     return code == ICMP_EXC_FRAGTIME ? EchoStatus::reassembly_expired : EchoStatus::ttl_expired;
   }
   if (type == ICMP_PARAMETERPROB) return EchoStatus::parameter_problem;
-  if (type != ICMP_DEST_UNREACH) return EchoStatus::general_failure;
+  if (type != ICMP_DEST_UNREACH) return std::nullopt;
   switch (code) {
-    case ICMP_NET_UNREACH: return EchoStatus::net_unreachable;
+    case ICMP_NET_UNREACH:
+    case ICMP_NET_UNKNOWN:
+    case ICMP_NET_ANO:
+    case ICMP_NET_UNR_TOS: return EchoStatus::net_unreachable;
     case ICMP_PROT_UNREACH: return EchoStatus::protocol_unreachable;
     case ICMP_PORT_UNREACH: return EchoStatus::port_unreachable;
     case ICMP_FRAG_NEEDED: return EchoStatus::packet_too_big;
@@ -89,8 +93,6 @@ class LinuxIcmp : public Icmp {
   std::optional<EchoStatus> echo(std::uint32_t address, std::string_view payload, int timeout_ms) override {
     const Socket socket;
     if (socket.descriptor() < 0) return std::nullopt;
-    const int on = 1;
-    ::setsockopt(socket.descriptor(), IPPROTO_IP, IP_RECVERR, &on, sizeof on);
 
     icmphdr header{};
     header.type = ICMP_ECHO;
@@ -104,10 +106,15 @@ class LinuxIcmp : public Icmp {
     sockaddr_in target{};
     target.sin_family = AF_INET;
     target.sin_addr.s_addr = address;
+    // From here on a raw socket hears of this address alone, not of whatever other processes ask for.
+    const auto* const where = reinterpret_cast<const sockaddr*>(&target);
+    if (::connect(socket.descriptor(), where, sizeof target) < 0) return status_of_errno(errno);
+    const int on = 1;
+    ::setsockopt(socket.descriptor(), IPPROTO_IP, IP_RECVERR, &on, sizeof on);
     const auto deadline = Clock::now() + std::chrono::milliseconds(timeout_ms);
-    const ssize_t sent = ::sendto(socket.descriptor(), packet.data(), packet.size(), MSG_DONTWAIT,
-                                  reinterpret_cast<const sockaddr*>(&target), sizeof target);
-    if (sent < 0) return status_of_errno(errno);
+    if (::send(socket.descriptor(), packet.data(), packet.size(), MSG_DONTWAIT) < 0) {
+      return status_of_errno(errno);
+    }
     return wait_for_reply(socket, address, packet, deadline);
   }
 
@@ -116,31 +123,47 @@ class LinuxIcmp : public Icmp {
                                    Clock::time_point deadline) {
     for (;;) {
       const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
-      if (left <= 0) return EchoStatus::timed_out;
       pollfd ready{socket.descriptor(), POLLIN, 0};
-      const int count = ::poll(&ready, 1, static_cast<int>(left));
-      if (count < 0 && errno != EINTR) return EchoStatus::general_failure;
-      if (count <= 0) continue;
+      // A last look when the time is over: the reply may have come in time and this process to its turn too
+      // late.
+      const int count = ::poll(&ready, 1, left > 0 ? static_cast<int>(left) : 0);
+      if (count < 0) {
+        if (errno != EINTR) return EchoStatus::general_failure;
+        ready.revents = 0;
+      }
       if ((ready.revents & POLLERR) != 0) {
-        if (const auto failure = reported_failure(socket)) return *failure;
+        if (const auto failure = reported_failure(socket, address, request)) return *failure;
       }
       if ((ready.revents & POLLIN) != 0 && is_reply(socket, address, request)) return EchoStatus::success;
+      if (left <= 0) return EchoStatus::timed_out;
     }
   }
 
   // What a router or the own system reported for the request; nothing when the queue holds nothing of use.
-  static std::optional<EchoStatus> reported_failure(const Socket& socket) {
+  static std::optional<EchoStatus> reported_failure(const Socket& socket, std::uint32_t address,
+                                                    const std::string& request) {
     std::array<char, 512> data;
     alignas(cmsghdr) std::array<char, 512> control;
+    sockaddr_in target{};
     iovec part{data.data(), data.size()};
     msghdr message{};
+    message.msg_name = &target;
+    message.msg_namelen = sizeof target;
     message.msg_iov = &part;
     message.msg_iovlen = 1;
     message.msg_control = control.data();
     message.msg_controllen = control.size();
-    if (::recvmsg(socket.descriptor(), &message, MSG_ERRQUEUE | MSG_DONTWAIT) < 0) {
-      return errno == EAGAIN ? std::nullopt : std::optional(status_of_errno(errno));
+    const ssize_t count = ::recvmsg(socket.descriptor(), &message, MSG_ERRQUEUE | MSG_DONTWAIT);
+    if (count < 0) {
+      // An error without a report keeps poll() from waiting until it is taken.
+      int taken = 0;
+      socklen_t size = sizeof taken;
+      ::getsockopt(socket.descriptor(), SOL_SOCKET, SO_ERROR, &taken, &size);
+      return std::nullopt;
     }
+    // A raw socket is told of every process's requests to that address.
+    const std::string_view quoted(data.data(), static_cast<std::size_t>(count));
+    if (target.sin_addr.s_addr != address || !has_number_of(socket, quoted, request)) return std::nullopt;
     for (cmsghdr* item = CMSG_FIRSTHDR(&message); item != nullptr; item = CMSG_NXTHDR(&message, item)) {
       if (item->cmsg_level != IPPROTO_IP || item->cmsg_type != IP_RECVERR) continue;
       sock_extended_err error;
@@ -151,7 +174,18 @@ class LinuxIcmp : public Icmp {
     return std::nullopt;
   }
 
-  // A datagram socket gets an identifier of the system's choosing, so only the sequence tells there.
+  // Whether an ICMP message carries the request's numbers. A datagram socket gets an identifier of the
+  // system's choosing, so only the sequence tells there.
+  static bool has_number_of(const Socket& socket, std::string_view message, const std::string& request) {
+    icmphdr header{};
+    icmphdr sent{};
+    if (message.size() < sizeof header) return false;
+    std::memcpy(&header, message.data(), sizeof header);
+    std::memcpy(&sent, request.data(), sizeof sent);
+    return header.un.echo.sequence == sent.un.echo.sequence &&
+           (!socket.is_raw() || header.un.echo.id == sent.un.echo.id);
+  }
+
   static bool is_reply(const Socket& socket, std::uint32_t address, const std::string& request) {
     std::array<char, 1024> buffer;
     sockaddr_in from{};
@@ -166,14 +200,8 @@ class LinuxIcmp : public Icmp {
       if (packet.size() < header_size) return false;
       packet.remove_prefix(header_size);
     }
-    icmphdr reply{};
-    icmphdr sent{};
-    if (packet.size() < sizeof reply) return false;
-    std::memcpy(&reply, packet.data(), sizeof reply);
-    std::memcpy(&sent, request.data(), sizeof sent);
-    return reply.type == ICMP_ECHOREPLY && reply.un.echo.sequence == sent.un.echo.sequence &&
-           (!socket.is_raw() || reply.un.echo.id == sent.un.echo.id) &&
-           packet.substr(sizeof reply) == std::string_view(request).substr(sizeof sent);
+    return has_number_of(socket, packet, request) && packet[0] == ICMP_ECHOREPLY &&
+           packet.substr(sizeof(icmphdr)) == std::string_view(request).substr(sizeof(icmphdr));
   }
 
   std::atomic<std::uint16_t> next_sequence_{1};
