@@ -311,8 +311,6 @@ class Mapper {
       if (port.empty()) port = server.port.empty() && server.instance.empty() ? "1433" : server.port;
       set_filled(words, "SERVER", port.empty() ? server.host + "\\" + server.instance : server.host);
       set_filled(words, "PORT", port);
-      if (!words.find("TDS_Version")) words.set("TDS_Version", "7.4");
-      if (!words.find("ClientCharset")) words.set("ClientCharset", "UTF-8");
     }
     if (is_mariadb(driver)) {
       set_filled(words, "CONN_TIMEOUT", first_of(text_, {"Connection Timeout", "Connect Timeout"}));

@@ -17,6 +17,13 @@ inline TimeLimit time_limit(int seconds) {
   return std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
 }
 
+/// How long a statement waits for a lock that another connection holds, in milliseconds: as long as it may
+/// take, but no longer than this.
+constexpr int kLockPatienceMs = 5000;
+constexpr int lock_patience_ms(int seconds) {
+  return seconds > 0 && seconds < kLockPatienceMs / 1000 ? seconds * 1000 : kLockPatienceMs;
+}
+
 /// While in scope, a statement that runs past its limit is interrupted. Does nothing without a database.
 class Deadline {
  public:

@@ -16,7 +16,10 @@ sqlite3* engine_opened_by(const std::function<void()>& connect);
 class Clock {
  public:
   Clock(sqlite3* engine, int seconds)
-      : engine_(engine), seconds_(seconds), limit_(providers::time_limit(seconds)) {}
+      : engine_(engine), seconds_(seconds), limit_(providers::time_limit(seconds)) {
+    // The driver asks for a lock up to three times.
+    if (engine_ != nullptr) sqlite3_busy_timeout(engine_, providers::lock_patience_ms(seconds) / 3);
+  }
 
   void restart() { limit_ = providers::time_limit(seconds_); }
   /// While the result is in scope, a call to the driver ends at the limit.

@@ -8,6 +8,9 @@
 
 namespace quarno::odbc {
 
+/// The longest a PostgreSQL column can be declared. Its driver is made to say so of columns without a length.
+inline constexpr std::int64_t kPostgresLongestVarchar = 10'485'760;
+
 struct Dbms {
   std::string_view name = {};  // how SQL_DBMS_NAME begins
   ado::Dialect dialect = {};
@@ -22,18 +25,20 @@ struct Dbms {
   std::string_view savepoint = "SAVEPOINT quarnofwk_write";
   std::string_view undo_savepoint = "ROLLBACK TO SAVEPOINT quarnofwk_write";
   std::string_view release_savepoint = "RELEASE SAVEPOINT quarnofwk_write";
-  /// The server's own cursors: how to declare one (with its options in front of the query), to fetch the next
-  /// rows and to close it. Empty where the driver itself can read in blocks, or where there is no way.
+  /// The server's own cursors: how to declare one (with its options in front of the query) and to fetch its
+  /// next rows. Empty where the driver itself can read in blocks, or where there is no way.
   std::string_view declare_cursor = {};
   std::string_view cursor_options = {};
   std::string_view fetch_cursor = {};
-  std::string_view close_cursor = {};
   /// Gives the catalogue (or schema) that a bare table name is looked up in; empty: there is only one.
   std::string_view home_query = {};
   bool home_is_schema = false;
   /// No text or binary value is longer than its column says. Where this does not hold, they are read piece by
   /// piece.
   bool sizes_hold = false;
+  /// The size of a long text or binary column is a limit of the server's. Elsewhere it is a setting of the
+  /// driver's and says nothing.
+  bool long_sizes_hold = false;
   /// The size a text column has when it was declared without one, so that values are longer; 0: there is
   /// none.
   std::int64_t unsized_text = 0;

@@ -127,7 +127,8 @@ DescribedColumn described(const Statement& statement, SQLUSMALLINT index, const 
         row.form == Form::bytes && text::lower_ascii(reported.text(SQL_DESC_TYPE_NAME)) == "blob";
     const bool is_long = told <= 0 || blob;
     if (is_long) column.type = long_type(column.type);
-    column.defined_size = is_long ? kLongest : told;
+    const bool unlimited = unsized || (ado::is_long(column.type) && !dbms.long_sizes_hold);
+    column.defined_size = unlimited ? kLongest : told;
     const bool bounded = dbms.sizes_hold && !unsized && !ado::is_long(column.type);
     const std::int64_t bytes = row.form == Form::text ? told * kMostBytesPerCharacter + 1 : told;
     result.width = bounded ? bytes : 0;

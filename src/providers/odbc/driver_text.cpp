@@ -6,7 +6,9 @@
 
 #include "ado/ado_error.h"
 #include "common/text.h"
+#include "providers/odbc/dbms.h"
 #include "providers/odbc/odbc_provider.h"
+#include "providers/sqlite_deadline.h"
 
 namespace quarno::odbc {
 namespace {
@@ -65,14 +67,28 @@ bool names_one_of(std::string_view driver, std::initializer_list<std::string_vie
 
 bool is_freetds(std::string_view driver) { return names_one_of(driver, {"freetds", "tdsodbc"}); }
 
+[[noreturn]] void refuse(const Word& word) {
+  throw ado::provider_error(ado::kUnspecified,
+                            "The value of " + word.name + " cannot be passed to the driver.", kSourceName);
+}
+
+// FreeTDS takes the text it connects by for Latin-1, whatever ClientCharset says.
+std::string latin_1(const Word& word) {
+  std::string result;
+  for (std::size_t at = 0; at < word.value.size();) {
+    const char32_t character = text::next_character(word.value, at);
+    if (character > 0xFF) refuse(word);
+    result += static_cast<char>(character);
+  }
+  return result;
+}
+
 // A "}" inside braces is doubled. FreeTDS does not undo that: for it the value ends at a "}" before a ";".
 std::string written(const Word& word, std::string_view driver) {
-  const std::string& value = word.value;
   const bool doubles = !is_freetds(driver);
-  if (value.find('\0') != std::string::npos || (!doubles && value.find("};") != std::string::npos)) {
-    throw ado::provider_error(ado::kUnspecified,
-                              "The value of " + word.name + " cannot be passed to the driver.", kSourceName);
-  }
+  const std::string value = doubles ? word.value : latin_1(word);
+  if (value.find('\0') != std::string::npos || (!doubles && value.find("};") != std::string::npos))
+    refuse(word);
   const bool plain = value.find_first_of(";{}=") == std::string::npos && text::trim(value) == value;
   if (plain && !text::equal_fold(word.name, "DRIVER")) return value;
   return "{" + (doubles ? text::replace_all(value, "}", "}}") : value) + "}";
@@ -104,7 +120,14 @@ void add_driver_words(std::vector<Word>& words, std::string_view driver, std::in
     option = std::to_string(flags | kFoundRows);
   } else if (names_one_of(driver, {"postgres", "psqlodbc"})) {
     add_if_missing(words, "BoolsAsChar", "0");
+    // Else columns without a length look like those of 255 characters.
+    add_if_missing(words, "MaxVarcharSize", std::to_string(kPostgresLongestVarchar));
+    // And long texts, to be told from short ones, have to be longer than those.
+    add_if_missing(words, "MaxLongVarcharSize", "1073741824");
     add_if_missing(words, "ConnSettings", "SET client_encoding TO 'UTF8'");
+  } else if (names_one_of(driver, {"sqlite"})) {
+    // The driver would wait 200 s for a lock.
+    add_if_missing(words, "Timeout", std::to_string(providers::kLockPatienceMs / 3));
   } else if (is_freetds(driver)) {
     // Left to itself the driver falls back to a protocol of Sybase and to Latin-1.
     add_if_missing(words, "TDS_Version", "7.4");

@@ -46,6 +46,12 @@ void Link::set(SQLINTEGER attribute, SQLULEN value) {
   check(SQLSetConnectAttr(connection_, attribute, odbc_number(value), 0), SQL_HANDLE_DBC, connection_);
 }
 
+// Ended before autocommit goes on: one driver undoes pending work when it is switched.
+void Link::end_transaction(SQLSMALLINT how) {
+  check(SQLEndTran(SQL_HANDLE_DBC, connection_, how), SQL_HANDLE_DBC, connection_);
+  set(SQL_ATTR_AUTOCOMMIT, SQL_AUTOCOMMIT_ON);
+}
+
 void Link::check(SQLRETURN result, SQLSMALLINT kind, SQLHANDLE handle, std::string_view statement) const {
   if (SQL_SUCCEEDED(result) || result == SQL_NO_DATA) return;
   throw failure(kind, handle, statement);

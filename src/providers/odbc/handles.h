@@ -37,6 +37,9 @@ class Link {
   /// Connects by a driver's text; `password` is kept out of every message from here on.
   void connect(const std::string& text, std::string password);
   void set(SQLINTEGER attribute, SQLULEN value);
+  void begin_transaction() { set(SQL_ATTR_AUTOCOMMIT, SQL_AUTOCOMMIT_OFF); }
+  /// `how` is SQL_COMMIT or SQL_ROLLBACK.
+  void end_transaction(SQLSMALLINT how);
   /// Raises what the driver reports when `result` is a failure. SQL_NO_DATA is none.
   void check(SQLRETURN result, SQLSMALLINT kind, SQLHANDLE handle, std::string_view statement = {}) const;
   /// What the last call on the handle left, as an error.

@@ -18,20 +18,49 @@ std::string value_of(const std::vector<Word>& words, std::string_view name) {
   return {};
 }
 
-// The driver's name or file behind a data source, as the driver manager lists it; empty when it does not.
-std::string driver_of(const Link& link, const std::string& source) {
+// Calls `see` with each name the driver manager lists and what it says of it, until one is taken.
+template <class List, class See>
+void each_listed(const List& list, See&& see) {
   std::array<SQLCHAR, 256> name{};
-  std::array<SQLCHAR, 1024> driver{};
+  std::array<SQLCHAR, 4096> about{};
+  SQLSMALLINT name_length = 0;
   SQLSMALLINT length = 0;
   for (SQLUSMALLINT direction = SQL_FETCH_FIRST;; direction = SQL_FETCH_NEXT) {
-    const SQLRETURN result =
-        SQLDataSources(link.environment(), direction, name.data(), static_cast<SQLSMALLINT>(name.size()),
-                       &length, driver.data(), static_cast<SQLSMALLINT>(driver.size()), &length);
-    if (!SQL_SUCCEEDED(result)) return {};
-    if (text::equal_fold(reinterpret_cast<const char*>(name.data()), source)) {
-      return reinterpret_cast<const char*>(driver.data());
-    }
+    about.fill(0);
+    const SQLRETURN result = list(direction, name.data(), static_cast<SQLSMALLINT>(name.size()), &name_length,
+                                  about.data(), static_cast<SQLSMALLINT>(about.size() - 2), &length);
+    if (!SQL_SUCCEEDED(result)) return;
+    if (see(reinterpret_cast<const char*>(name.data()), reinterpret_cast<const char*>(about.data()))) return;
   }
+}
+
+// The driver's name or file behind a data source, as the driver manager lists it; empty when it does not.
+std::string driver_of(const Link& link, const std::string& source) {
+  std::string driver;
+  each_listed([&](auto... words) { return SQLDataSources(link.environment(), words...); },
+              [&](const char* name, const char* about) {
+                if (!text::equal_fold(name, source)) return false;
+                driver = about;
+                return true;
+              });
+  return driver;
+}
+
+// The name of a driver together with its file: a site may register a driver under any name.
+std::string with_library(const Link& link, const std::string& driver) {
+  std::string result = driver;
+  constexpr std::string_view kFile = "Driver=";
+  each_listed([&](auto... words) { return SQLDrivers(link.environment(), words...); },
+              [&](const char* name, const char* about) {
+                if (!text::equal_fold(name, driver)) return false;
+                // A list of texts, the last one empty.
+                for (std::string_view each = about; !each.empty(); each = each.data() + each.size() + 1) {
+                  if (text::equal_fold(each.substr(0, kFile.size()), kFile))
+                    result.append(" ").append(each.substr(kFile.size()));
+                }
+                return true;
+              });
+  return result;
 }
 
 class OdbcProvider : public ado::Provider {
@@ -50,6 +79,7 @@ class OdbcProvider : public ado::Provider {
     }
     auto link = std::make_shared<Link>();
     if (driver.empty()) driver = driver_of(*link, source);
+    driver = with_library(*link, driver);
     add_driver_words(words, driver, timeout_seconds);
     std::string password = value_of(words, "PWD");
     if (password.empty()) password = value_of(words, "PASSWORD");

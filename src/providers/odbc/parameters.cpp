@@ -10,7 +10,7 @@ namespace quarno::odbc {
 namespace {
 
 // Beyond these a driver cuts what is bound as a short type.
-constexpr std::size_t kShortCharacters = 4000;
+constexpr std::size_t kShortText = 4000;
 constexpr std::size_t kShortBytes = 8000;
 
 std::string date_text(const CivilTime& t) {
@@ -52,11 +52,14 @@ struct Parameters::Bind {
          slot.text.size());
   }
   void narrow_text(const std::string& v) const {
-    const std::size_t characters = text::length(v);
-    const bool is_long = characters > kShortCharacters;
+    // Wide types count units of 16 bits, of which a character of four bytes takes two; what is beyond the
+    // size is cut.
+    const auto pairs = std::count_if(v.begin(), v.end(), [](unsigned char c) { return c >= 0xF0; });
+    const std::size_t units = text::length(v) + (dbms.sends_wide_text ? static_cast<std::size_t>(pairs) : 0);
+    const bool is_long = units > kShortText;
     const SQLSMALLINT narrow = is_long ? SQL_LONGVARCHAR : SQL_VARCHAR;
     const SQLSMALLINT wide = is_long ? SQL_WLONGVARCHAR : SQL_WVARCHAR;
-    bind(SQL_C_CHAR, dbms.sends_wide_text ? wide : narrow, std::max<std::size_t>(characters, 1), 0, v.data(),
+    bind(SQL_C_CHAR, dbms.sends_wide_text ? wide : narrow, std::max<std::size_t>(units, 1), 0, v.data(),
          v.size());
   }
   void integer(std::int64_t v, SQLSMALLINT type, SQLULEN size) const {
@@ -85,7 +88,7 @@ struct Parameters::Bind {
   void operator()(const Decimal& v) const { exact(v.text()); }
   void operator()(Date v) const {
     const CivilTime t = civil_from_date(v);
-    if (dbms.sends_date_text) {
+    if (dbms.sends_date_text || t.year < dbms.first_counted_year) {
       slot.text = date_text(t);
       return narrow_text(slot.text);
     }

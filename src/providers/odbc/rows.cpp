@@ -124,16 +124,19 @@ OdbcRows::OdbcRows(Statement statement, std::vector<DescribedColumn> columns, st
 }
 
 OdbcRows::~OdbcRows() {
-  if (!ended_) end();
+  if (ended_) return;
+  try {
+    end(true);
+  } catch (const Error&) {  // NOLINT(bugprone-empty-catch): nobody reads these rows any more
+  }
 }
 
 // The connection is free for other work from here on.
-void OdbcRows::end() {
+void OdbcRows::end(bool well) {
   ended_ = true;
   results_->remove(*this);
   statement_.close();
-  // A cursor that is gone already is closed as well as can be.
-  if (cursor_) SQLExecDirect(statement_.get(), odbc_text(cursor_->close), SQL_NTS);
+  if (cursor_) cursor_->end(well);
 }
 
 // The columns before the first long one are bound. Those behind it are read in their order, which every
@@ -182,7 +185,7 @@ bool OdbcRows::next_block() {
   statement_.check(result, text_);
   if (result == SQL_NO_DATA) {
     if (next_from_cursor()) return in_block_ > 0;
-    end();
+    end(true);
     return false;
   }
   // A failure in the middle of a block comes as a warning; some drivers mark mere truncation the same way,
@@ -278,7 +281,11 @@ void OdbcRows::keep_rest() {
   } catch (const Error& error) {
     failure_ = error;
   }
-  if (!ended_) end();
+  if (ended_) return;
+  try {
+    end(false);
+  } catch (const Error&) {  // NOLINT(bugprone-empty-catch): the first failure is the one to report
+  }
 }
 
 std::size_t OdbcRows::take_kept(ado::ColumnStore& store, std::size_t limit) {

@@ -1,6 +1,7 @@
 // The rows of a result that is open on a statement.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -29,8 +30,8 @@ class OpenResults {
 
 /// Where the rows behind the first result come from, when the server holds them in a cursor of its own.
 struct ServerCursor {
-  std::string fetch;  // statement that gives the next rows
-  std::string close;
+  std::string fetch;              // statement that gives the next rows
+  std::function<void(bool)> end;  // lets go of it; told whether the rows could be read
 };
 
 /// Reads blocks of rows into bound columns. From the first column on whose values may be of any length it
@@ -61,7 +62,7 @@ class OdbcRows : public ado::Rows {
   std::size_t take_kept(ado::ColumnStore& store, std::size_t limit);
   bool next_block();
   bool next_from_cursor();
-  void end();
+  void end(bool well);
   void append_bound(ado::ColumnData& column, std::size_t index) const;
   void append_read(ado::ColumnData& column, std::size_t index);
   bool read_pieces(std::size_t index);

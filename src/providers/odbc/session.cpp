@@ -167,23 +167,40 @@ bool is_single_query(std::string_view statement) {
 }
 
 // The driver would hold the whole result, or with its own option for cursors lose rows when another statement
-// fails: so the server is asked for a cursor in its own words. Nothing when it makes none of this query.
+// fails: so the server is asked for a cursor in its own words. It lives in a transaction, of its own when the
+// host has none. Nothing when the server makes no cursor of this query.
 std::unique_ptr<ado::Rows> OdbcSession::rows_of_cursor(const std::string& query,
                                                        std::int32_t timeout_seconds) {
   const std::string name = "quarnofwk_" + std::to_string(++cursors_made_);
+  const auto end = [link = link_, name, own_transaction = !in_transaction_](bool well) {
+    // In a transaction of its own the cursor ends with it.
+    if (own_transaction) return link->end_transaction(well ? SQL_COMMIT : SQL_ROLLBACK);
+    const std::string close = "CLOSE " + name;
+    const Statement statement(link);
+    statement.check(SQLExecDirect(statement.get(), odbc_text(close), SQL_NTS), close);
+  };
   Statement statement(link_);
   limit_time(statement, timeout_seconds);
-  const std::string declaration =
-      std::string(dbms_.declare_cursor) + name + std::string(dbms_.cursor_options) + query;
-  if (!SQL_SUCCEEDED(SQLExecDirect(statement.get(), odbc_text(declaration), SQL_NTS))) {
-    const Error error = statement.failure(query);
+  if (!in_transaction_) link_->begin_transaction();
+  bool declared = false;
+  try {
+    const std::string declaration =
+        std::string(dbms_.declare_cursor) + name + std::string(dbms_.cursor_options) + query;
+    statement.check(SQLExecDirect(statement.get(), odbc_text(declaration), SQL_NTS), query);
+    declared = true;
+    const std::string fetch = std::string(dbms_.fetch_cursor) + name;
+    statement.check(SQLExecDirect(statement.get(), odbc_text(fetch), SQL_NTS), query);
+    return rows_of(std::move(statement), query, Clock(engine_, timeout_seconds), ServerCursor{fetch, end});
+  } catch (const Error& error) {
+    statement.close();
+    try {
+      if (!in_transaction_ || declared) end(false);
+    } catch (const Error&) {  // NOLINT(bugprone-empty-catch): the first failure is the one to report
+    }
     const bool refused = error.sql_state.starts_with("42") || error.sql_state.starts_with("0A");
-    if (!refused) throw Error(error);
+    if (declared || !refused) throw;
     return nullptr;
   }
-  const ServerCursor cursor{std::string(dbms_.fetch_cursor) + name, std::string(dbms_.close_cursor) + name};
-  statement.check(SQLExecDirect(statement.get(), odbc_text(cursor.fetch), SQL_NTS), query);
-  return rows_of(std::move(statement), query, Clock(engine_, timeout_seconds), cursor);
 }
 
 std::unique_ptr<ado::Rows> OdbcSession::rows_of(Statement statement, const std::string& text,
@@ -365,7 +382,7 @@ void OdbcSession::begin() {
                               kSourceName);
   }
   results_->keep();
-  link_->set(SQL_ATTR_AUTOCOMMIT, SQL_AUTOCOMMIT_OFF);
+  link_->begin_transaction();
   in_transaction_ = true;
 }
 
@@ -374,19 +391,26 @@ void OdbcSession::require_transaction() const {
     throw ado::provider_error(ado::kNoTransaction, "No transaction is active.", kSourceName);
 }
 
-// Ended before autocommit goes on: one driver undoes pending work when it is switched.
 void OdbcSession::end_transaction(SQLSMALLINT how) {
   results_->keep();
-  link_->check(SQLEndTran(SQL_HANDLE_DBC, link_->handle(), how), SQL_HANDLE_DBC, link_->handle());
+  link_->end_transaction(how);
   if (loses_prepared_) prepared_.clear();
   in_transaction_ = false;
-  link_->set(SQL_ATTR_AUTOCOMMIT, SQL_AUTOCOMMIT_ON);
 }
 
 void OdbcSession::commit() {
   require_transaction();
   refuse_when_lost();
+  // PostgreSQL's driver commits a transaction that died with its server, and says it went well.
+  const auto require_alive = [&] {
+    if (is_alive()) return;
+    in_transaction_ = false;
+    throw ado::provider_error(ado::kNoTransaction,
+                              "The connection was lost; its open transaction was rolled back.", kSourceName);
+  };
+  require_alive();
   end_transaction(SQL_COMMIT);
+  require_alive();
 }
 
 void OdbcSession::rollback() {

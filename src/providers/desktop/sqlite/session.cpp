@@ -14,7 +14,6 @@
 namespace quarno::desktop::sqlite {
 namespace {
 
-constexpr int kLockPatienceMs = 5000;
 constexpr int kMostLevels = 5;
 constexpr std::size_t kMostPrepared = 64;
 
@@ -130,9 +129,7 @@ ado::Outcome SqliteSession::execute(const std::string& text, std::int32_t timeou
   }
   refuse_when_lost();
   const providers::TimeLimit limit = providers::time_limit(timeout_seconds);
-  const int patience_ms =
-      timeout_seconds > 0 ? std::min(timeout_seconds * 1000, kLockPatienceMs) : kLockPatienceMs;
-  sqlite3_busy_timeout(database_.get(), patience_ms);
+  sqlite3_busy_timeout(database_.get(), providers::lock_patience_ms(timeout_seconds));
   // Several statements run one after the other; what the last one gives is the outcome.
   ado::Outcome outcome;
   const std::string own_text =
@@ -261,7 +258,7 @@ void SqliteSession::begin() {
   // when a read lock is to become a write lock in the middle of a transaction. Readers go on reading.
   const bool can_write = sqlite3_db_readonly(database_.get(), "main") == 0;
   const std::string outermost = can_write ? "BEGIN IMMEDIATE" : "BEGIN";
-  sqlite3_busy_timeout(database_.get(), kLockPatienceMs);
+  sqlite3_busy_timeout(database_.get(), providers::kLockPatienceMs);
   run(level_ == 0 ? outermost : "SAVEPOINT quarnofwk_" + std::to_string(level_));
   ++level_;
 }
@@ -302,7 +299,7 @@ std::unique_ptr<ado::Session> open_session(const std::string& native_path) {
   Database database(raw);
   if (result != SQLITE_OK) throw engine_error(raw, {});
   sqlite3_extended_result_codes(raw, 1);
-  sqlite3_busy_timeout(raw, kLockPatienceMs);
+  sqlite3_busy_timeout(raw, providers::kLockPatienceMs);
   auto session = std::make_unique<SqliteSession>(std::move(database));
   session->run("PRAGMA foreign_keys = ON");
   // The engine opens lazily: this reads the file, so that a damaged one is reported now.
