@@ -12,6 +12,7 @@ import sys
 from pathlib import Path
 
 HERE = Path(__file__).resolve().parent
+TIMEOUT_S = 3600
 
 
 def main() -> int:
@@ -19,12 +20,14 @@ def main() -> int:
     quiet = {**os.environ, "QUARNOFWK_UI": "none"}
     print("Calls by name through quarnofwk.hpp, medians of five:", flush=True)
     subprocess.run([binaries / "call_bench", "--benchmark_repetitions=5", "--benchmark_report_aggregates_only=true",
-                    "--benchmark_filter=.", "--benchmark_out_format=console"], check=True, env=quiet)
-    print("\nReading by name against the engine's C interface, medians of five:", flush=True)
-    subprocess.run([binaries / "read_bench"], check=True, env=quiet)
+                    "--benchmark_filter=.", "--benchmark_out_format=console"], check=True, env=quiet, timeout=TIMEOUT_S)
+    print("\nReading a database file by name against the engine's C interface:", flush=True)
+    subprocess.run([binaries / "read_bench"], check=True, env=quiet, timeout=TIMEOUT_S)
+    print("\nReading through ODBC by name against raw block fetch:", flush=True)
+    subprocess.run([binaries / "odbc_read_bench", HERE / "pyodbc_read.py"], check=True, env=quiet, timeout=TIMEOUT_S)
     print("\nImport of measurements against the sqlite3 shell:", flush=True)
     return subprocess.run([sys.executable, HERE / "import_ratio.py", "--station", binaries / "station", *sys.argv[2:]],
-                          env=quiet).returncode
+                          env=quiet, timeout=TIMEOUT_S).returncode
 
 
 if __name__ == "__main__":

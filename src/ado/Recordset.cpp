@@ -397,13 +397,7 @@ bool Recordset::Supports(std::int32_t CursorOptions) const {
   return (supported & CursorOptions) == CursorOptions;
 }
 
-std::size_t Recordset::column_index(std::string_view name) const {
-  const std::int32_t index = find_column(name);
-  if (index == NameIndex::kUnknown) throw model_error(Model::item_not_found);
-  return static_cast<std::size_t>(index);
-}
-
-Variant Recordset::value(std::size_t column) const {
+Variant Recordset::value_in_edit(std::size_t column) const {
   require_row();
   if (edit_mode_ != adEditNone && assigned_[column]) return pending_[column];
   if (edit_mode_ == adEditAdd) return {};

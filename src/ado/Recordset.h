@@ -90,16 +90,25 @@ class Recordset : public automation::Automation<Recordset> {
   // For the model's other objects and the worker.
 
   bool is_open() const { return rows_ != nullptr; }
+  /// Open, and neither at BOF nor at EOF.
+  bool on_row() const { return is_open() && (place_ == Place::on_row || edit_mode_ == adEditAdd); }
   /// None while it is closed.
   const std::vector<Column>& columns() const;
   /// Position of a field; raises 3265 when there is none of that name.
-  std::size_t column_index(std::string_view name) const;
+  std::size_t column_index(std::string_view name) const {
+    const std::int32_t index = find_column(name);
+    if (index == NameIndex::kUnknown) throw model_error(Model::item_not_found);
+    return static_cast<std::size_t>(index);
+  }
   /// Position or -1.
   std::int32_t find_column(std::string_view name) const {
     return is_open() ? rows_->find_column(name) : NameIndex::kUnknown;
   }
   /// The current row's value; raises 3704, 3021 or -2147217885 (row deleted) when there is none.
-  Variant value(std::size_t column) const;
+  Variant value(std::size_t column) const {
+    if (edit_mode_ == adEditNone && on_row() && !rows_->is_deleted(row())) return rows_->value(row(), column);
+    return value_in_edit(column);
+  }
   Variant original_value(std::size_t column) const;
   /// Begins an edit of the current row when none is in progress.
   void set_value(std::size_t column, const Variant& value);
@@ -117,6 +126,7 @@ class Recordset : public automation::Automation<Recordset> {
   friend class ado::Fields;
   enum class Place { before_first, on_row, after_last };
 
+  Variant value_in_edit(std::size_t column) const;
   void require_open() const;
   void require_row() const;
   void require_updatable() const;

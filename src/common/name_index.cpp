@@ -20,7 +20,8 @@ std::int32_t NameIndex::find(std::string_view name) const {
   if (slots_.empty()) return kUnknown;
   std::size_t at = text::hash_fold(name) & (slots_.size() - 1);
   for (; slots_[at] != kUnknown; at = (at + 1) & (slots_.size() - 1)) {
-    if (text::equal_fold(names_[static_cast<std::size_t>(slots_[at])], name)) return slots_[at];
+    const std::string& known = names_[static_cast<std::size_t>(slots_[at])];
+    if (known == name || text::equal_fold(known, name)) return slots_[at];
   }
   return kUnknown;
 }

@@ -81,7 +81,7 @@ std::string_view left(std::string_view utf8, std::size_t count) {
   return utf8.substr(0, position);
 }
 
-std::string_view trim(std::string_view utf8) {
+std::string_view trim_blanks(std::string_view utf8) {
   const auto first = utf8.find_first_not_of(' ');
   if (first == std::string_view::npos) return {};
   return utf8.substr(first, utf8.find_last_not_of(' ') - first + 1);

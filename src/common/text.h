@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,7 +27,10 @@ std::size_t length(std::string_view utf8);
 std::string_view left(std::string_view utf8, std::size_t count);
 
 /// The text without leading and trailing blanks (character 32 only). A view into the argument.
-std::string_view trim(std::string_view utf8);
+std::string_view trim_blanks(std::string_view utf8);
+inline std::string_view trim(std::string_view utf8) {
+  return !utf8.empty() && utf8.front() != ' ' && utf8.back() != ' ' ? utf8 : trim_blanks(utf8);
+}
 
 /// Every `from` replaced by `to`; an empty `from` leaves the text as it is.
 std::string replace_all(std::string_view utf8, std::string_view from, std::string_view to);
@@ -36,6 +40,26 @@ std::vector<std::string_view> split(std::string_view utf8, std::string_view sepa
 
 /// The pieces with `separator` between them.
 std::string join(const std::vector<std::string>& pieces, std::string_view separator);
+
+/// Whether two short texts are the same bytes, without a call: it costs more than the comparison.
+inline bool same_bytes(std::string_view a, std::string_view b) {
+  const std::size_t size = a.size();
+  if (size != b.size()) return false;
+  if (size >= 8) {
+    for (std::size_t i = 0; i + 8 < size; i += 8) {
+      if (std::memcmp(a.data() + i, b.data() + i, 8) != 0) return false;
+    }
+    return std::memcmp(a.data() + size - 8, b.data() + size - 8, 8) == 0;
+  }
+  if (size >= 4) {
+    return std::memcmp(a.data(), b.data(), 4) == 0 &&
+           std::memcmp(a.data() + size - 4, b.data() + size - 4, 4) == 0;
+  }
+  for (std::size_t i = 0; i < size; ++i) {
+    if (a[i] != b[i]) return false;
+  }
+  return true;
+}
 
 /// ASCII letters folded; other characters are compared as they are. Names of members and fields use this.
 bool equal_fold(std::string_view a, std::string_view b);

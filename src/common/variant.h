@@ -58,8 +58,8 @@ class Variant {
   requires(!std::is_same_v<std::decay_t<T>, Variant> && !std::is_enum_v<std::decay_t<T>> &&
            std::is_constructible_v<Storage, T&&>) Variant(T&& value)
       : storage_(std::forward<T>(value)) {}
-  Variant(const char* text) : storage_(std::string(text)) {}
-  Variant(std::string_view text) : storage_(std::string(text)) {}
+  Variant(const char* text) : storage_(std::in_place_type<std::string>, text) {}
+  Variant(std::string_view text) : storage_(std::in_place_type<std::string>, text) {}
   template <class T>
   requires(std::is_base_of_v<Referenced, T>) Variant(const Ptr<T>& object) : storage_(Object(object)) {}
 

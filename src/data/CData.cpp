@@ -213,7 +213,8 @@ void CData::GetStruct() {
 // --- Moving ------------------------------------------------------------------------------------------------
 
 bool CData::MoveNext() {
-  return guarded({"MoveNext"}, [&] { return worker_.move_next(); });
+  static constexpr Failing kFailing{"MoveNext"};
+  return guarded(kFailing, [&] { return worker_.move_next(); });
 }
 bool CData::MovePrev() {
   return guarded({"MovePrev"}, [&] { return worker_.move_previous(); });
@@ -248,11 +249,14 @@ bool CData::SeekIndex(const Variant::Array& Valori, const std::string& indice) {
 
 // --- Fields ------------------------------------------------------------------------------------------------
 
+// Called for every value: what they say when they fail is composed once.
 Variant CData::GetPound(const std::string& Campo) {
-  return guarded({"Get£", kFieldMissing, kFieldSource}, [&] { return worker_.field_value(Campo); });
+  static constexpr Failing kFailing{"Get£", kFieldMissing, kFieldSource};
+  return guarded(kFailing, [&] { return worker_.field_value(Campo); });
 }
 Variant CData::GetValue(const std::string& Campo) {
-  return guarded({"GetValue", kFieldMissing, kFieldSource}, [&] { return worker_.field_value(Campo); });
+  static constexpr Failing kFailing{"GetValue", kFieldMissing, kFieldSource};
+  return guarded(kFailing, [&] { return worker_.field_value(Campo); });
 }
 Variant CData::GetPoundPos(std::int16_t pos) {
   return guarded({"Get£", kFieldMissing, kFieldSource}, [&] { return worker_.field_value(pos); });

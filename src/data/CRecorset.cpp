@@ -151,15 +151,15 @@ void CRecorset::replace_recordset(const Ptr<ado::Recordset>& recordset) {
 
 bool CRecorset::is_eof() const { return !is_recordset_open() || past_end_ || recordset_->at_eof(); }
 
-bool CRecorset::on_row() const {
-  return is_recordset_open() && !recordset_->at_bof() && !recordset_->at_eof();
+Variant CRecorset::field_value(std::string_view name) const {
+  if (on_row()) return value_or_substitute(recordset_->column_index(text::trim(name)));
+  return {};
 }
 
-Variant CRecorset::field_value(std::string_view name) const {
-  if (!on_row()) return {};
-  const std::size_t index = recordset_->column_index(text::trim(name));
+Variant CRecorset::value_or_substitute(std::size_t index) const {
   Variant value = recordset_->value(index);
-  return value.is_null() ? null_substitute(recordset_->columns()[index].type, init_date) : value;
+  if (value.is_null()) value = null_substitute(recordset_->columns()[index].type, init_date);
+  return value;
 }
 
 void CRecorset::set_field_value(std::string_view name, const Variant& value) {

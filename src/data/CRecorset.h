@@ -85,7 +85,8 @@ class CRecorset {
  private:
   bool settings_name_a_source();
   void tell(const char* text) const;
-  bool on_row() const;
+  bool on_row() const { return recordset_ && recordset_->on_row(); }
+  Variant value_or_substitute(std::size_t index) const;
 
   Ptr<CError> error_;
   Ptr<ado::Connection> connection_;

@@ -36,6 +36,14 @@ void use(automation::Object& object, const test::TempFolder& folder) {
     call(object, "ScriviSarvia", {folder / "out.txt", "P", "D", 1, 2, 3, "VAL", 100, 0, 0.5, 1});
   } else if (name == "CPing") {
     ASSERT_EQ(call(object, "Ping", {"no address"}), Variant(false));
+  } else if (name == "Connection") {
+    call(object, "Open", {"Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + (folder / "a.db")});
+    ASSERT_EQ(get_property(*automation::object_of(call(object, "Execute", {"SELECT 1"})), "State"),
+              Variant(std::int32_t{1}));
+  } else if (name == "Recordset") {
+    put_property(object, "Source", "SELECT 1");
+    ASSERT_EQ(get_property(*automation::object_of(get_property(object, "Fields")), "Count"),
+              Variant(std::int32_t{0}));
   } else {
     put_property(object, "m_Description", std::string(100, 'x'));
   }

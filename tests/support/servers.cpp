@@ -99,12 +99,35 @@ SilentListener::~SilentListener() { ::close(socket_); }
 
 int free_port() { return SilentListener().port(); }
 
-bool accepts(int port) {
+int connected_socket(int port) {
   const int socket = ::socket(AF_INET, SOCK_STREAM, 0);
   const sockaddr_in address = loopback(port);
-  const bool connected = ::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+  if (::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) return socket;
   ::close(socket);
-  return connected;
+  return -1;
+}
+
+bool accepts(int port) {
+  const int socket = connected_socket(port);
+  if (socket >= 0) ::close(socket);
+  return socket >= 0;
+}
+
+bool pass_on(int from, int to) {
+  char bytes[65536];
+  const ssize_t count = ::recv(from, bytes, sizeof bytes, 0);
+  for (ssize_t sent = 0; sent < count;) {
+    const ssize_t part = ::send(to, bytes + sent, static_cast<std::size_t>(count - sent), MSG_NOSIGNAL);
+    if (part <= 0) return false;
+    sent += part;
+  }
+  return count > 0;
+}
+
+void reset_socket(int socket) {
+  const linger at_once{1, 0};
+  ::setsockopt(socket, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
+  ::close(socket);
 }
 
 std::string Server::make_data() {
@@ -174,7 +197,7 @@ std::string Server::ensure_running() {
   if (pid_ != 0) return {};
   std::string problem = folder_ ? "" : make_data();
   if (!problem.empty()) return problem;
-  port_ = free_port();
+  if (port_ == 0) port_ = free_port();
   const passwd* const owner = account(kind_ == Kind::mariadb ? "mysql" : "postgres");
   pid_ = start(command(), *folder_ / "server.log", owner, folder_->path());
   for (const auto end = Clock::now() + 60s; Clock::now() < end; std::this_thread::sleep_for(50ms)) {

@@ -22,6 +22,12 @@ inline constexpr const char* kServerDatabase = "quarno";
 int free_port();
 /// Whether something accepts on the loopback port.
 bool accepts(int port);
+/// A socket connected to the loopback port, -1 when nobody accepts.
+int connected_socket(int port);
+/// Sends on what can be read; false when either end is gone.
+bool pass_on(int from, int to);
+/// Closes without a farewell.
+void reset_socket(int socket);
 
 /// Takes connections in and never answers them.
 class SilentListener {
@@ -31,6 +37,7 @@ class SilentListener {
   SilentListener(const SilentListener&) = delete;
   SilentListener& operator=(const SilentListener&) = delete;
   int port() const { return port_; }
+  int socket() const { return socket_; }
 
  private:
   int socket_;
@@ -46,7 +53,8 @@ class Server {
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
 
-  /// Empty when it runs, though it may not let anyone in yet; else why it does not.
+  /// Empty when it runs, though it may not let anyone in yet; else why it does not. It keeps its port for
+  /// life.
   std::string ensure_running();
   int port() const { return port_; }
   /// Ends it at once, connections and all.

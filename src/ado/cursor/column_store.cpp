@@ -1,9 +1,13 @@
 #include "ado/cursor/column_store.h"
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstring>
 #include <limits>
 #include <string>
+
+#include "common/date.h"
 
 namespace quarno::ado {
 namespace {
@@ -28,9 +32,14 @@ std::size_t width_of(Layout layout) {
 }
 
 template <class Int>
-bool fits(std::int64_t value) {
+bool fits(std::int64_t value) requires std::is_integral_v<Int> {
   return value >= std::int64_t{std::numeric_limits<Int>::min()} &&
          value <= std::int64_t{std::numeric_limits<Int>::max()};
+}
+
+template <class Real>
+bool fits(double) requires std::is_floating_point_v<Real> {
+  return true;
 }
 
 }  // namespace
@@ -58,22 +67,48 @@ Layout layout_of(DataType type) {
   return is_binary(type) ? Layout::bytes : Layout::any;
 }
 
-ColumnData::Chunk& ColumnData::open_chunk() {
-  const std::size_t in_chunk = row_count_ % kChunkRows;
-  if (in_chunk == 0) {
-    if (!chunks_.empty()) {
-      chunks_.back().values.shrink_to_fit();
-      chunks_.back().ends.shrink_to_fit();
-    }
-    chunks_.emplace_back();
+void ColumnData::pack() {
+  Chunk& full = chunks_.emplace_back();
+  const std::size_t bytes = growing_.values.size();
+  const std::size_t slack = growing_.values.capacity() - bytes;
+  if (slack <= bytes / 16) {
+    full.values = std::move(growing_.values);
+    growing_.values = {};
+    // The next chunk will most likely need as much.
+    growing_.values.reserve(width_of(layout_) != 0 ? bytes : bytes + bytes / 16);
+  } else {
+    full.values.assign(growing_.values.begin(), growing_.values.end());
+    growing_.values.clear();
   }
-  return chunks_.back();
+  if (bytes <= std::numeric_limits<std::uint16_t>::max()) {
+    full.short_ends.assign(growing_.ends.begin(), growing_.ends.end());
+  } else {
+    full.ends.assign(growing_.ends.begin(), growing_.ends.end());
+  }
+  growing_.ends.clear();
+  full.nulls = std::move(growing_.nulls);
+  growing_.nulls.clear();
+}
+
+void ColumnData::clear() {
+  chunks_.clear();
+  source_values_.clear();
+  aside_.clear();
+  growing_.values.clear();
+  growing_.ends.clear();
+  growing_.nulls.clear();
+  row_count_ = 0;
+  date_text_ = DateText::none;
+}
+
+void ColumnData::mark_null(Chunk& chunk) {
+  const std::size_t in_chunk = row_count_ % kChunkRows;
+  if (chunk.nulls.empty()) chunk.nulls.resize(kChunkRows / 64);
+  chunk.nulls[in_chunk / 64] |= std::uint64_t{1} << (in_chunk % 64);
 }
 
 void ColumnData::close_row(Chunk& chunk, bool null) {
-  const std::size_t in_chunk = row_count_ % kChunkRows;
-  if (null && chunk.nulls.empty()) chunk.nulls.resize(kChunkRows / 64);
-  if (null) chunk.nulls[in_chunk / 64] |= std::uint64_t{1} << (in_chunk % 64);
+  if (null) mark_null(chunk);
   ++row_count_;
 }
 
@@ -94,15 +129,40 @@ void ColumnData::keep_aside(Variant value) {
 template <class T>
 void ColumnData::append_fixed(T value) {
   Chunk& chunk = open_chunk();
-  const auto* const bytes = reinterpret_cast<const std::uint8_t*>(&value);
-  chunk.values.insert(chunk.values.end(), bytes, bytes + sizeof(T));
+  const std::size_t at = chunk.values.size();
+  chunk.values.resize(at + sizeof(T));
+  std::memcpy(chunk.values.data() + at, &value, sizeof(T));
   close_row(chunk, false);
+}
+
+// Room is made once for what fits into the chunk; a value that is not of the column's width goes its own way.
+template <class T, class Value>
+void ColumnData::append_block(std::span<const Value> values, const std::int64_t* lengths) {
+  for (std::size_t next = 0; next < values.size();) {
+    Chunk& chunk = open_chunk();
+    const std::size_t room = kChunkRows - row_count_ % kChunkRows;
+    const std::size_t begin = chunk.values.size();
+    const std::size_t end = std::min(values.size(), next + room);
+    chunk.values.resize(begin + (end - next) * sizeof(T));
+    std::uint8_t* to = chunk.values.data() + begin;
+    for (; next < end; ++next, ++row_count_, to += sizeof(T)) {
+      if (lengths[next] < 0) {
+        mark_null(chunk);
+      } else if (fits<T>(values[next])) {
+        const T value = static_cast<T>(values[next]);
+        std::memcpy(to, &value, sizeof(T));
+      } else {
+        aside_.emplace(row_count_, values[next]);
+        mark_null(chunk);
+      }
+    }
+  }
 }
 
 template <class T>
 T ColumnData::fixed(std::size_t row) const {
   T value;
-  std::memcpy(&value, chunks_[row / kChunkRows].values.data() + (row % kChunkRows) * sizeof(T), sizeof(T));
+  std::memcpy(&value, chunk_of(row).values.data() + (row % kChunkRows) * sizeof(T), sizeof(T));
   return value;
 }
 
@@ -144,8 +204,10 @@ void ColumnData::append_real(double value) {
       return append_fixed(static_cast<float>(value));
     case Layout::real: return append_fixed(value);
     case Layout::date:
-      if (value > kFirstDay - 1 && value < kLastDay) return append_fixed(value);
-      break;
+      if (value <= kFirstDay - 1 || value >= kLastDay) break;
+      append_fixed(value);
+      if (date_text_ != DateText::none) keep_source_value(value);
+      return;
     case Layout::decimal:
       if (const auto exact = Decimal::from_double(value)) return append_fixed(*exact);
       break;
@@ -157,6 +219,112 @@ void ColumnData::append_real(double value) {
     case Layout::boolean: return append_fixed<std::uint8_t>(value != 0 ? 1 : 0);
     default: break;
   }
+  keep_aside(value);
+}
+
+template <class Int>
+void ColumnData::append_whole(std::span<const Int> values, const std::int64_t* lengths) {
+  if (layout_ == Layout::int32) return append_block<std::int32_t>(values, lengths);
+  if (layout_ == Layout::int16) return append_block<std::int16_t>(values, lengths);
+  if (layout_ == Layout::int64) return append_block<std::int64_t>(values, lengths);
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    lengths[i] < 0 ? append_null() : append_integer(values[i]);
+  }
+}
+
+void ColumnData::append_integers(std::span<const std::int32_t> values, const std::int64_t* lengths) {
+  append_whole(values, lengths);
+}
+
+void ColumnData::append_integers(std::span<const std::int64_t> values, const std::int64_t* lengths) {
+  append_whole(values, lengths);
+}
+
+void ColumnData::append_reals(std::span<const double> values, const std::int64_t* lengths) {
+  if (layout_ == Layout::real) return append_block<double>(values, lengths);
+  for (std::size_t i = 0; i < values.size(); ++i) lengths[i] < 0 ? append_null() : append_real(values[i]);
+}
+
+void ColumnData::append_texts(const char* texts, std::size_t width, std::span<const std::int64_t> lengths) {
+  std::int64_t total = 0;
+  for (const std::int64_t length : lengths) total += std::max<std::int64_t>(length, 0);
+  const bool in_one_chunk = row_count_ % kChunkRows + lengths.size() <= kChunkRows;
+  const std::size_t begin = open_chunk().values.size();
+  const bool fit = begin + static_cast<std::size_t>(total) <= std::numeric_limits<std::uint32_t>::max();
+  if (layout_ != Layout::text || !in_one_chunk || !fit) {
+    for (std::size_t i = 0; i < lengths.size(); ++i) {
+      const char* const text = texts + i * width;
+      lengths[i] < 0 ? append_null() : append_text({text, static_cast<std::size_t>(lengths[i])});
+    }
+    return;
+  }
+  Chunk& chunk = growing_;
+  chunk.values.resize(begin + static_cast<std::size_t>(total));
+  std::size_t end = begin;
+  for (std::size_t i = 0; i < lengths.size(); ++i, ++row_count_) {
+    if (lengths[i] < 0) {
+      mark_null(chunk);
+    } else {
+      const auto length = static_cast<std::size_t>(lengths[i]);
+      if (length > 0) std::memcpy(chunk.values.data() + end, texts + i * width, length);
+      end += length;
+    }
+    chunk.ends.push_back(static_cast<std::uint32_t>(end));
+  }
+}
+
+namespace {
+
+// "2015-01-05 23:59:59", as most programs write a moment; only days without the time.
+struct IsoText {
+  std::array<char, 20> text{};
+  std::size_t length = 0;
+};
+IsoText iso_text(Date value, bool with_time) {
+  const CivilTime t = civil_from_date(value);
+  if (t.microsecond != 0 || t.year < 1000) return {};
+  IsoText result;
+  const auto put = [&](char sign, int number, int digits) {
+    if (sign != 0) result.text[result.length++] = sign;
+    for (int place = digits - 1; place >= 0; --place, number /= 10) {
+      result.text[result.length + static_cast<std::size_t>(place)] = static_cast<char>('0' + number % 10);
+    }
+    result.length += static_cast<std::size_t>(digits);
+  };
+  put(0, t.year, 4);
+  put('-', t.month, 2);
+  put('-', t.day, 2);
+  if (!with_time) return result;
+  put(' ', t.hour, 2);
+  put(':', t.minute, 2);
+  put(':', t.second, 2);
+  return result;
+}
+
+}  // namespace
+
+void ColumnData::append_date_text(Date value, std::string_view text) {
+  append(value);
+  // Kept once for all dates that are written the way the first one is.
+  const IsoText usual = iso_text(value, text.size() > 10);
+  const bool is_usual = text == std::string_view(usual.text.data(), usual.length);
+  const DateText form = !is_usual ? DateText::none : usual.length > 10 ? DateText::second : DateText::day;
+  if (row_count_ == 1) date_text_ = form;
+  if (form == DateText::none || form != date_text_) keep_source_value(text);
+}
+
+Variant ColumnData::source_value(std::size_t row) const {
+  const auto found = source_values_.find(row);
+  if (found != source_values_.end()) return found->second;
+  const Variant own = value(row);
+  const Date* const date = own.get_if<Date>();
+  if (date == nullptr || date_text_ == DateText::none) return own;
+  const IsoText text = iso_text(*date, date_text_ == DateText::second);
+  return std::string(text.text.data(), text.length);
+}
+
+void ColumnData::append_date(Date value) {
+  if (layout_ == Layout::date) return append_fixed(value);
   keep_aside(value);
 }
 
@@ -173,8 +341,9 @@ void ColumnData::append_packed(const void* data, std::size_t size) {
     if (layout_ == Layout::text) return keep_aside(std::string(static_cast<const char*>(data), size));
     return keep_aside(Variant::Bytes(bytes, bytes + size));
   }
-  const auto* const bytes = static_cast<const std::uint8_t*>(data);
-  chunk.values.insert(chunk.values.end(), bytes, bytes + size);
+  const std::size_t at = chunk.values.size();
+  chunk.values.resize(at + size);
+  if (size > 0) std::memcpy(chunk.values.data() + at, data, size);
   chunk.ends.push_back(static_cast<std::uint32_t>(chunk.values.size()));
   close_row(chunk, false);
 }
@@ -210,25 +379,23 @@ void ColumnData::append(const Variant& value) {
   keep_aside(value);
 }
 
-bool ColumnData::null_bit(std::size_t row) const {
-  const Chunk& chunk = chunks_[row / kChunkRows];
-  if (chunk.nulls.empty()) return false;
-  const std::size_t in_chunk = row % kChunkRows;
-  return (chunk.nulls[in_chunk / 64] >> (in_chunk % 64) & 1) != 0;
+bool ColumnData::is_null(std::size_t row) const {
+  return null_bit(chunk_of(row), row) && !aside_.contains(row);
 }
-
-bool ColumnData::is_null(std::size_t row) const { return null_bit(row) && !aside_.contains(row); }
 
 std::string_view ColumnData::text(std::size_t row) const {
   if (layout_ != Layout::text && layout_ != Layout::bytes) return {};
-  const Chunk& chunk = chunks_[row / kChunkRows];
+  const Chunk& chunk = chunk_of(row);
   const std::size_t in_chunk = row % kChunkRows;
-  const std::size_t begin = in_chunk == 0 ? 0 : chunk.ends[in_chunk - 1];
-  return {reinterpret_cast<const char*>(chunk.values.data()) + begin, chunk.ends[in_chunk] - begin};
+  const auto between = [&](const auto& ends) -> std::string_view {
+    const std::size_t begin = in_chunk == 0 ? 0 : ends[in_chunk - 1];
+    return {reinterpret_cast<const char*>(chunk.values.data()) + begin, ends[in_chunk] - begin};
+  };
+  return chunk.short_ends.empty() ? between(chunk.ends) : between(chunk.short_ends);
 }
 
 Variant ColumnData::value(std::size_t row) const {
-  if (null_bit(row)) {
+  if (null_bit(chunk_of(row), row)) {
     const auto found = aside_.find(row);
     return found == aside_.end() ? Variant::null() : found->second;
   }
@@ -243,7 +410,7 @@ Variant ColumnData::value(std::size_t row) const {
     case Layout::currency: return fixed<Currency>(row);
     case Layout::decimal: return fixed<Decimal>(row);
     case Layout::date: return fixed<Date>(row);
-    case Layout::text: return std::string(text(row));
+    case Layout::text: return text(row);
     case Layout::bytes: {
       const std::string_view bytes = text(row);
       return Variant::Bytes(bytes.begin(), bytes.end());

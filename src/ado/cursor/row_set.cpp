@@ -34,21 +34,26 @@ RowSet::RowSet(std::unique_ptr<Rows> source)
       columns_(source_->columns()),
       names_(names_of(columns_)),
       base_table_(table_of(columns_)),
-      store_(types_of(columns_)) {}
+      store_(types_of(columns_)) {
+  names_differ_ = !columns_.empty();
+  for (std::size_t i = 0; i < columns_.size() && names_differ_; ++i) {
+    names_differ_ = names_.find(columns_[i].name) == static_cast<std::int32_t>(i);
+  }
+}
+
+std::int32_t RowSet::look_up(std::string_view name) const {
+  const std::int32_t found = names_.find(name);
+  if (found != NameIndex::kUnknown) asked_last_ = static_cast<std::size_t>(found);
+  return found;
+}
 
 const Variant* RowSet::changed_value(std::size_t row, std::size_t column) const {
-  if (changed_.empty()) return nullptr;
   const auto found = changed_.find(row * columns_.size() + column);
   return found == changed_.end() ? nullptr : &found->second;
 }
 
-Variant RowSet::value(std::size_t row, std::size_t column) const {
-  const Variant* const changed = changed_value(row, column);
-  return changed != nullptr ? *changed : store_.column(column).value(row);
-}
-
 Variant RowSet::source_value(std::size_t row, std::size_t column) const {
-  const Variant* const changed = changed_value(row, column);
+  const Variant* const changed = changed_.empty() ? nullptr : changed_value(row, column);
   return changed != nullptr ? *changed : store_.column(column).source_value(row);
 }
 
@@ -72,9 +77,10 @@ bool RowSet::load(std::size_t limit) {
 
 bool RowSet::replace(std::size_t limit) {
   return read([&] {
-    ColumnStore next(types_of(columns_));
-    if (source_->fetch(next, limit) == 0) return false;
-    store_ = std::move(next);
+    if (!next_store_) next_store_.emplace(types_of(columns_));
+    next_store_->clear();
+    if (source_->fetch(*next_store_, limit) == 0) return false;
+    std::swap(store_, *next_store_);
     return true;
   });
 }

@@ -14,6 +14,7 @@
 #include "ado/provider.h"
 #include "common/error.h"
 #include "common/name_index.h"
+#include "common/text.h"
 
 namespace quarno::ado {
 
@@ -32,7 +33,15 @@ class RowSet {
 
   const std::vector<Column>& columns() const { return columns_; }
   /// Position of a column or NameIndex::kUnknown; the first of several equal names.
-  std::int32_t find_column(std::string_view name) const { return names_.find(name); }
+  std::int32_t find_column(std::string_view name) const {
+    // Hosts mostly ask for the fields in their order.
+    const std::size_t next = asked_last_ + 1 < columns_.size() ? asked_last_ + 1 : 0;
+    if (names_differ_ && text::same_bytes(columns_[next].name, name)) {
+      asked_last_ = next;
+      return static_cast<std::int32_t>(next);
+    }
+    return look_up(name);
+  }
   /// The one table that columns come from; empty when there are none or several.
   const std::string& base_table() const { return base_table_; }
   ColumnStore& store() { return store_; }
@@ -41,7 +50,12 @@ class RowSet {
   std::size_t row_count() const { return store_.row_count(); }
   std::size_t deleted_count() const { return deleted_count_; }
   bool is_deleted(std::size_t row) const { return row < deleted_.size() && deleted_[row]; }
-  Variant value(std::size_t row, std::size_t column) const;
+  Variant value(std::size_t row, std::size_t column) const {
+    if (!changed_.empty()) {
+      if (const Variant* const changed = changed_value(row, column)) return *changed;
+    }
+    return store_.column(column).value(row);
+  }
   /// The same as the data source itself holds it.
   Variant source_value(std::size_t row, std::size_t column) const;
 
@@ -52,14 +66,18 @@ class RowSet {
  private:
   template <class Read>
   bool read(const Read& next);
+  std::int32_t look_up(std::string_view name) const;
   const Variant* changed_value(std::size_t row, std::size_t column) const;
 
   std::unique_ptr<Rows> source_;  // null once it was read to its end
   std::optional<Error> failure_;
   std::vector<Column> columns_;
   NameIndex names_;
+  bool names_differ_ = false;
+  mutable std::size_t asked_last_ = 0;
   std::string base_table_;
   ColumnStore store_;
+  std::optional<ColumnStore> next_store_;             // of a result that is walked in blocks; changes places
   std::unordered_map<std::size_t, Variant> changed_;  // by row * columns + column, over the store
   std::vector<bool> deleted_;                         // empty until a row is deleted
   std::size_t deleted_count_ = 0;

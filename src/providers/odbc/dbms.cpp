@@ -39,7 +39,7 @@ constexpr Dbms kKnown[] = {
      .declare_cursor = "DECLARE ",
      // Not WITH HOLD: the server would run the whole query when it commits, where no time limit holds.
      .cursor_options = " NO SCROLL CURSOR FOR ",
-     .fetch_cursor = "FETCH FORWARD 1024 FROM ",
+     .fetch_cursor = "FETCH FORWARD 4096 FROM ",
      .home_query = "SELECT current_schema()",
      .home_is_schema = true,
      .sizes_hold = true,

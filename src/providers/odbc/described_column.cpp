@@ -37,8 +37,8 @@ constexpr TypeRow kTypes[] = {
     {SQL_DECIMAL, DataType::numeric, DataType::numeric, Form::exact, 19, 0},
     {SQL_NUMERIC, DataType::numeric, DataType::numeric, Form::exact, 19, 0},
     {SQL_BIT, DataType::boolean, DataType::boolean, Form::bit, 2, 255},
-    {SQL_TINYINT, DataType::tiny_int, DataType::unsigned_tiny_int, Form::integer, 1, 3},
-    {SQL_SMALLINT, DataType::small_int, DataType::unsigned_small_int, Form::integer, 2, 5},
+    {SQL_TINYINT, DataType::tiny_int, DataType::unsigned_tiny_int, Form::small, 1, 3},
+    {SQL_SMALLINT, DataType::small_int, DataType::unsigned_small_int, Form::small, 2, 5},
     {SQL_INTEGER, DataType::integer, DataType::unsigned_int, Form::integer, 4, 10},
     {SQL_BIGINT, DataType::big_int, DataType::unsigned_big_int, Form::integer, 8, 19},
     {SQL_REAL, DataType::single, DataType::single, Form::real, 4, 7},
@@ -107,13 +107,21 @@ DescribedColumn described(const Statement& statement, SQLUSMALLINT index, const 
   ado::Column& column = result.column;
   column.name = reinterpret_cast<const char*>(name.data());
   // Drivers call texts, doubles and years unsigned too; of whole numbers alone it means something.
-  const bool is_unsigned =
-      row.form == Form::integer && reported.number(SQL_DESC_UNSIGNED, SQL_FALSE) == SQL_TRUE;
+  const bool is_whole = row.form == Form::integer || row.form == Form::small;
+  const bool is_unsigned = is_whole && reported.number(SQL_DESC_UNSIGNED, SQL_FALSE) == SQL_TRUE;
   column.type = is_unsigned ? row.unsigned_type : row.type;
   column.defined_size = row.size;
   column.precision = row.precision;
-  result.form = column.type == DataType::unsigned_big_int ? Form::exact : row.form;
-  if (row.form == Form::exact) {
+  result.form = row.form;
+  if (column.type == DataType::integer) result.form = Form::small;
+  if (column.type == DataType::unsigned_big_int) result.form = Form::exact;
+  const bool money =
+      row.form == Form::exact && text::lower_ascii(reported.text(SQL_DESC_TYPE_NAME)).ends_with("money");
+  if (money) {
+    column.type = DataType::currency;
+    column.defined_size = 8;
+    column.precision = 19;
+  } else if (row.form == Form::exact) {
     column.precision = static_cast<std::uint8_t>(std::min<SQLULEN>(size, 254));
     column.scale = static_cast<std::uint8_t>(std::clamp<SQLSMALLINT>(digits, 0, 254));
   } else if (row.form == Form::timestamp) {
@@ -128,7 +136,7 @@ DescribedColumn described(const Statement& statement, SQLUSMALLINT index, const 
     const bool is_long = told <= 0 || blob;
     if (is_long) column.type = long_type(column.type);
     const bool unlimited = unsized || (ado::is_long(column.type) && !dbms.long_sizes_hold);
-    column.defined_size = unlimited ? kLongest : told;
+    column.defined_size = unlimited ? kLongest : std::min(told, kLongest);
     const bool bounded = dbms.sizes_hold && !unsized && !ado::is_long(column.type);
     const std::int64_t bytes = row.form == Form::text ? told * kMostBytesPerCharacter + 1 : told;
     result.width = bounded ? bytes : 0;

@@ -15,7 +15,8 @@ namespace quarno::odbc {
 /// In which form a value is taken from the driver.
 enum class Form : std::uint8_t {
   bit,
-  integer,
+  small,    // a whole number of up to 32 bits
+  integer,  // of up to 64
   real,
   exact,
   date,

@@ -28,6 +28,7 @@ struct Wire {
 Wire wire_of(Form form) {
   switch (form) {
     case Form::bit: return {SQL_C_BIT, 1};
+    case Form::small: return {SQL_C_SLONG, 4};
     case Form::integer: return {SQL_C_SBIGINT, 8};
     case Form::real: return {SQL_C_DOUBLE, 8};
     // As text: the number struct loses decimals, a double digits.
@@ -57,7 +58,7 @@ void append_timestamp(ado::ColumnData& column, const SQL_TIMESTAMP_STRUCT& t) {
   if (t.month == 0 || t.day == 0) return column.append_null();
   const auto date = date_from_civil(
       {t.year, t.month, t.day, t.hour, t.minute, t.second, static_cast<int>(t.fraction / 1000)});
-  if (date) return column.append(*date);
+  if (date) return column.append_date(*date);
   char text[64];
   std::snprintf(text, sizeof text, "%04d-%02u-%02u %02u:%02u:%02u", t.year, unsigned{t.month},
                 unsigned{t.day}, unsigned{t.hour}, unsigned{t.minute}, unsigned{t.second});
@@ -74,11 +75,15 @@ void append_value(ado::ColumnData& column, Form form, const char* data, std::siz
   const std::string_view text(data, length);
   switch (form) {
     case Form::bit: return column.append_integer(*data);
+    case Form::small: return column.append_integer(taken<SQLINTEGER>(data));
     case Form::integer: return column.append_integer(taken<SQLBIGINT>(data));
     // SQLite's driver makes a text of 15 digits on the way; what is beyond them is lost there.
     case Form::real: return column.append_real(taken<double>(data));
     case Form::exact: {
       const auto value = Decimal::parse(text);
+      if (value && column.layout() == ado::Layout::currency) {
+        if (const auto money = Currency::from_decimal(*value)) return column.append_currency(*money);
+      }
       return value ? column.append(*value) : column.append_text(text);
     }
     case Form::date: {
@@ -90,8 +95,7 @@ void append_value(ado::ColumnData& column, Form form, const char* data, std::siz
     case Form::date_text: {
       const auto date = parse_date(text, LocaleInfo{});
       if (!date) return column.append_text(text);
-      column.append(*date);
-      return column.keep_source_value(text);
+      return column.append_date_text(*date, text);
     }
     case Form::guid: return column.append_text("{" + text::upper(text) + "}");
     case Form::text: return column.append_text(text);
@@ -209,28 +213,46 @@ std::size_t OdbcRows::read(ado::ColumnStore& store, std::size_t limit) {
   std::size_t count = 0;
   while (count < limit && !ended_) {
     if (next_ == in_block_ && !next_block()) break;
-    for (std::size_t i = 0; i < bound_.size(); ++i) append_bound(store.column(i), i);
+    // With values that are read one by one a block is one row.
+    const std::size_t rows = std::min<std::size_t>(in_block_ - next_, limit - count);
+    for (std::size_t i = 0; i < bound_.size(); ++i) append_bound(store.column(i), i, rows);
     for (std::size_t i = bound_.size(); i < columns_.size(); ++i) append_read(store.column(i), i);
-    ++next_;
-    ++count;
+    next_ += rows;
+    count += rows;
   }
   return count;
 }
 
-void OdbcRows::append_bound(ado::ColumnData& column, std::size_t index) const {
+void OdbcRows::append_bound(ado::ColumnData& column, std::size_t index, std::size_t rows) const {
+  static_assert(sizeof(SQLLEN) == sizeof(std::int64_t) && SQL_NULL_DATA < 0);
+  const Form form = forms_[index];
   const Bound& bound = bound_[index];
-  const SQLLEN length = bound.lengths[next_];
-  if (length == SQL_NULL_DATA) return column.append_null();
-  const bool is_text = wire_of(forms_[index]).type == SQL_C_CHAR;
-  const std::size_t room = bound.width - (is_text ? 1 : 0);
-  const bool sized = is_text || forms_[index] == Form::bytes;
-  if (sized && (length < 0 || static_cast<std::size_t>(length) > room)) {
+  const std::int64_t* const lengths = bound.lengths.data() + next_;
+  const char* values = bound.values.data() + next_ * bound.width;
+  const bool is_text = wire_of(form).type == SQL_C_CHAR;
+  const bool sized = is_text || form == Form::bytes;
+  const auto room = static_cast<std::int64_t>(bound.width - (is_text ? 1 : 0));
+  if (sized && std::any_of(lengths, lengths + rows, [&](std::int64_t length) {
+        return length > room || (length < 0 && length != SQL_NULL_DATA);
+      })) {
     throw ado::provider_error(
         ado::kUnspecified, "A value of column " + columns_[index].name + " is longer than the driver said.",
         kSourceName);
   }
-  append_value(column, forms_[index], bound.values.data() + next_ * bound.width,
-               sized ? static_cast<std::size_t>(length) : bound.width);
+  if (form == Form::small)
+    return column.append_integers(std::span(reinterpret_cast<const std::int32_t*>(values), rows), lengths);
+  if (form == Form::integer)
+    return column.append_integers(std::span(reinterpret_cast<const std::int64_t*>(values), rows), lengths);
+  if (form == Form::real)
+    return column.append_reals({reinterpret_cast<const double*>(values), rows}, lengths);
+  if (form == Form::text) return column.append_texts(values, bound.width, {lengths, rows});
+  for (std::size_t i = 0; i < rows; ++i, values += bound.width) {
+    if (lengths[i] == SQL_NULL_DATA) {
+      column.append_null();
+    } else {
+      append_value(column, form, values, sized ? static_cast<std::size_t>(lengths[i]) : bound.width);
+    }
+  }
 }
 
 void OdbcRows::append_read(ado::ColumnData& column, std::size_t index) {
@@ -242,12 +264,14 @@ void OdbcRows::append_read(ado::ColumnData& column, std::size_t index) {
 // False for null.
 bool OdbcRows::read_pieces(std::size_t index) {
   const SQLSMALLINT type = wire_of(forms_[index]).type;
-  const std::size_t room = piece_.size() - (type == SQL_C_CHAR ? 1 : 0);
   whole_.clear();
-  for (;;) {
+  // Most values are short, and SQLite's driver clears all the room it is given, value by value.
+  constexpr std::size_t kFirstPieceBytes = 256;
+  for (std::size_t offered = kFirstPieceBytes;; offered = kPieceBytes) {
+    const std::size_t room = offered - (type == SQL_C_CHAR ? 1 : 0);
     SQLLEN left = 0;
     const SQLRETURN result = SQLGetData(statement_.get(), static_cast<SQLUSMALLINT>(index + 1), type,
-                                        piece_.data(), static_cast<SQLLEN>(piece_.size()), &left);
+                                        piece_.data(), static_cast<SQLLEN>(offered), &left);
     statement_.check(result, text_);
     if (result == SQL_NO_DATA) return true;
     if (left == SQL_NULL_DATA) return false;

@@ -63,7 +63,7 @@ class OdbcRows : public ado::Rows {
   bool next_block();
   bool next_from_cursor();
   void end(bool well);
-  void append_bound(ado::ColumnData& column, std::size_t index) const;
+  void append_bound(ado::ColumnData& column, std::size_t index, std::size_t rows) const;
   void append_read(ado::ColumnData& column, std::size_t index);
   bool read_pieces(std::size_t index);
 

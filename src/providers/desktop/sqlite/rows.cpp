@@ -163,9 +163,7 @@ void SqliteRows::append_text(ado::ColumnData& column, int index) const {
   if (column.layout() == ado::Layout::date) {
     // Other programs write dates as ISO text.
     if (const auto date = parse_date(text, LocaleInfo{})) {
-      column.append(*date);
-      column.keep_source_value(text);
-      return;
+      return column.append_date_text(*date, text);
     }
   }
   column.append_text(text);
