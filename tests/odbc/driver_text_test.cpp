@@ -31,7 +31,8 @@ TEST(DriverText, WordsAreWrittenTheWayTheDriverReadsThem) {
       {"DSN=a;TDS_Version=7.2", "FreeTDS", "DSN=a;TDS_Version=7.2;ClientCharset=UTF-8;"},
       {"DSN=a;OPTION=16", "MySQL ODBC 3.51 Driver", "DSN=a;OPTION=18;CHARSET=utf8mb4;"},
       {"DSN=a;BoolsAsChar=1", "psqlodbcw.so",
-       "DSN=a;BoolsAsChar=1;MaxVarcharSize=10485760;MaxLongVarcharSize=1073741824;ConnSettings=SET client_encoding TO 'UTF8';"},
+       "DSN=a;BoolsAsChar=1;MaxVarcharSize=10485760;MaxLongVarcharSize=1073741824;ConnSettings=SET "
+       "client_encoding TO 'UTF8';"},
   };
   for (const auto& row : rows) EXPECT_EQ(text_for(row.text, row.driver), row.expected) << row.text;
   EXPECT_NE(text_for("DSN=a", "libmaodbc.so", 7).find("CONN_TIMEOUT=7;"), std::string::npos);
