@@ -1,4 +1,4 @@
-// CData, as a C++ host uses it: Selection, MoveNext, GetValue by name.
+// CData, as a C++ host uses it: Selection, MoveNext, GetValue by name; AddNew, SetValue by name, Save.
 #include "ado/enums.h"
 #include "contenders.h"
 #include "data/CData.h"
@@ -52,7 +52,41 @@ Checksum read_all(CData& data, const std::string& statement) {
   return sum;
 }
 
+const Variant kNames[] = {kFields[0], kFields[1], kFields[2], kFields[3],
+                          kFields[4], kFields[5], kFields[6], kFields[7]};
+
+void write_all(CData& data, const std::string& table, const std::vector<Row>& rows, Saving saving) {
+  data.SetLock(saving == Saving::batch ? ado::adLockBatchOptimistic : ado::adLockOptimistic);
+  data.set_Err_Activate(true);
+  select(data, select_all(table) + " WHERE 1 = 0");
+  // A batch brings its own transaction.
+  if (saving == Saving::each_row) data.TransBegin();
+  for (const Row& row : rows) {
+    data.AddNew();
+    data.SetValue(kNames[0], row.id);
+    data.SetValue(kNames[1], row.station);
+    data.SetValue(kNames[2], row.code);
+    data.SetValue(kNames[3], row.day);
+    data.SetValue(kNames[4], row.hour);
+    data.SetValue(kNames[5], row.value);
+    data.SetValue(kNames[6], row.status);
+    data.SetValue(kNames[7], row.state);
+    data.Save();
+  }
+  saving == Saving::batch ? data.GetRecordSet()->UpdateBatch() : data.TransCommit();
+}
+
 }  // namespace
+
+void write_odbc_cdata(const OdbcTable& to, const std::vector<Row>& rows, Saving saving) {
+  const auto data = reader(data::Conn_ODBC, Cursor::client);
+  data->SetServer(to.source);
+  write_all(*data, to.table, rows, saving);
+}
+
+void write_file_cdata(const std::string& path, const std::vector<Row>& rows, Saving saving) {
+  write_all(*file_reader(path, Cursor::client), "m", rows, saving);
+}
 
 Checksum read_odbc_cdata(const OdbcTable& from, Cursor cursor) {
   const auto data = reader(data::Conn_ODBC, cursor);

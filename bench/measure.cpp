@@ -84,7 +84,12 @@ double seconds_of(const std::function<void()>& work) {
 Result run(const Contender& contender) {
   if (!contender.read) return run_program(contender.command);
   Result result;
-  result.seconds = seconds_of([&] { result.sum = contender.read(); });
+  if (contender.write) {
+    result.seconds = seconds_of(contender.write);
+    result.sum = contender.read();
+  } else {
+    result.seconds = seconds_of([&] { result.sum = contender.read(); });
+  }
   result.peak_kb = peak_kb();
   return result;
 }

@@ -33,11 +33,12 @@ struct Result {
   long peak_kb = 0;  // of the process that read
 };
 
-/// Opens, walks and reads everything once.
+/// Opens, walks and reads everything once, or writes it.
 struct Contender {
   std::string name;
   std::function<Checksum()> read;
   std::vector<std::string> command;  // in place of `read`: a program that prints its own result
+  std::function<void()> write = {};  // what is timed where it is set: `read` then tells what came of it
 };
 
 /// Raises when something that has to work did not, so that servers and folders are cleared away.

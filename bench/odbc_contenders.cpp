@@ -1,7 +1,4 @@
 // The contenders that call ODBC themselves.
-#include <sql.h>
-#include <sqlext.h>
-
 #include <array>
 #include <cstring>
 #include <map>
@@ -9,55 +6,13 @@
 #include <string>
 
 #include "contenders.h"
+#include "odbc_link.h"
 #include "sample.h"
 
 namespace quarno::bench {
 namespace {
 
 constexpr std::size_t kBlockRows = 256;
-
-SQLCHAR* odbc_text(const std::string& text) {
-  return const_cast<SQLCHAR*>(reinterpret_cast<const SQLCHAR*>(text.c_str()));
-}
-
-void check(SQLRETURN result, const char* what) { require(SQL_SUCCEEDED(result), what); }
-
-// A connection with one statement.
-class Link {
- public:
-  explicit Link(const std::string& source) {
-    check(SQLAllocHandle(SQL_HANDLE_ENV, SQL_NULL_HANDLE, &environment_), "SQLAllocHandle");
-    // The number travels as a pointer.
-    check(SQLSetEnvAttr(environment_, SQL_ATTR_ODBC_VERSION, reinterpret_cast<SQLPOINTER>(SQL_OV_ODBC3), 0),
-          "SQLSetEnvAttr");
-    check(SQLAllocHandle(SQL_HANDLE_DBC, environment_, &connection_), "SQLAllocHandle");
-    connected_ = SQL_SUCCEEDED(SQLDriverConnect(connection_, nullptr, odbc_text("DSN=" + source), SQL_NTS,
-                                                nullptr, 0, nullptr, SQL_DRIVER_NOPROMPT));
-    if (connected_) check(SQLAllocHandle(SQL_HANDLE_STMT, connection_, &statement_), "SQLAllocHandle");
-  }
-  ~Link() {
-    if (connected_) {
-      SQLFreeHandle(SQL_HANDLE_STMT, statement_);
-      SQLDisconnect(connection_);
-    }
-    SQLFreeHandle(SQL_HANDLE_DBC, connection_);
-    SQLFreeHandle(SQL_HANDLE_ENV, environment_);
-  }
-  Link(const Link&) = delete;
-  Link& operator=(const Link&) = delete;
-
-  bool connected() const { return connected_; }
-  SQLHSTMT statement() const { return statement_; }
-  void execute(const std::string& text) const {
-    check(SQLExecDirect(statement_, odbc_text(text), SQL_NTS), text.c_str());
-  }
-
- private:
-  SQLHENV environment_ = nullptr;
-  SQLHDBC connection_ = nullptr;
-  SQLHSTMT statement_ = nullptr;
-  bool connected_ = false;
-};
 
 // Some rows of a text column.
 template <std::size_t Width, std::size_t Rows>
@@ -235,6 +190,90 @@ Checksum read_odbc_rows(const OdbcTable& from) {
     sum.whole(row.get<SQLINTEGER>(kFields[7]));
   }
   return sum;
+}
+
+namespace {
+
+// What the next row is bound to.
+class Parameters {
+ public:
+  explicit Parameters(SQLHSTMT statement) : statement_(statement) {
+    bind(SQL_C_SLONG, SQL_INTEGER, 10, &id_);
+    bind(station_, 10);
+    bind(code_, 10);
+    bind(SQL_C_TYPE_TIMESTAMP, SQL_TYPE_TIMESTAMP, 19, &day_);
+    bind(hour_, 5);
+    bind(SQL_C_DOUBLE, SQL_DOUBLE, 15, &value_);
+    bind(status_, 3);
+    bind(SQL_C_SLONG, SQL_INTEGER, 10, &state_);
+  }
+  void take(const Row& row) {
+    const auto copy = [](auto& to, const std::string& text) {
+      std::memcpy(to.value, text.data(), text.size());
+      to.length = static_cast<SQLLEN>(text.size());
+    };
+    const CivilTime& t = row.moment;
+    id_ = row.id;
+    copy(station_, row.station);
+    copy(code_, row.code);
+    day_ = {static_cast<SQLSMALLINT>(t.year),
+            static_cast<SQLUSMALLINT>(t.month),
+            static_cast<SQLUSMALLINT>(t.day),
+            static_cast<SQLUSMALLINT>(t.hour),
+            static_cast<SQLUSMALLINT>(t.minute),
+            static_cast<SQLUSMALLINT>(t.second),
+            0};
+    copy(hour_, row.hour);
+    value_ = row.value;
+    copy(status_, row.status);
+    state_ = row.state;
+  }
+
+ private:
+  struct Text {
+    char value[16];
+    SQLLEN length;
+  };
+  void bind(SQLSMALLINT c_type, SQLSMALLINT type, SQLULEN size, SQLPOINTER data, SQLLEN* length = nullptr) {
+    check(SQLBindParameter(statement_, ++bound_, SQL_PARAM_INPUT, c_type, type, size, 0, data, 0, length),
+          "SQLBindParameter");
+  }
+  void bind(Text& text, SQLULEN size) { bind(SQL_C_CHAR, SQL_VARCHAR, size, text.value, &text.length); }
+
+  SQLHSTMT statement_;
+  SQLUSMALLINT bound_ = 0;
+  SQLINTEGER id_ = 0;
+  Text station_{};
+  Text code_{};
+  SQL_TIMESTAMP_STRUCT day_{};
+  Text hour_{};
+  double value_ = 0;
+  Text status_{};
+  SQLINTEGER state_ = 0;
+};
+
+}  // namespace
+
+void write_odbc_rows(const OdbcTable& to, const std::vector<Row>& rows) {
+  const Link link(to.source);
+  require(link.connected(), "connecting to " + to.source);
+  link.hold_transaction();
+  check(SQLPrepare(link.statement(), odbc_text(insert_into(to.table)), SQL_NTS), "SQLPrepare");
+  Parameters parameters(link.statement());
+  for (const Row& row : rows) {
+    parameters.take(row);
+    check(SQLExecute(link.statement()), "SQLExecute");
+  }
+  link.commit();
+}
+
+std::int64_t empty_odbc(const OdbcTable& table) {
+  const Link link(table.source);
+  require(link.connected(), "connecting to " + table.source);
+  link.execute("DELETE FROM " + table.table);
+  SQLLEN count = 0;
+  check(SQLRowCount(link.statement(), &count), "SQLRowCount");
+  return count;
 }
 
 bool run_odbc(const std::string& source, const std::vector<std::string>& statements) {

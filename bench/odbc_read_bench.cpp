@@ -4,16 +4,13 @@
 //
 // usage: odbc_read_bench PYODBC_SCRIPT [ROWS [ROUNDS [ENGINE ...]]]
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <optional>
 #include <string>
-#include <thread>
 
 #include "contenders.h"
 #include "sample.h"
-#include "support/servers.h"
+#include "sources.h"
 
 namespace quarno::bench {
 namespace {
@@ -21,39 +18,10 @@ namespace {
 constexpr const char* kTable = "m";
 constexpr const char* kTenth = "m_tenth";  // a tenth of the rows
 
-struct Engine {
-  const char* name;  // of its data source too
-  const char* library;
-  std::optional<test::Server::Kind> server;
-};
-
-const Engine kEngines[] = {{"mariadb", "libmaodbc.so", test::Server::Kind::mariadb},
-                           {"postgresql", "psqlodbcw.so", test::Server::Kind::postgresql},
-                           {"sqlite", "libsqlite3odbc.so", std::nullopt}};
-
-// As a site's data source would be: no options of a driver's own.
-std::string data_source(const Engine& engine, const test::TempFolder& folder, int port) {
-  const std::string lines = "[" + std::string(engine.name) + "]\nDriver=" + engine.name + "\n";
-  if (!engine.server) return lines + "Database=" + folder / "m.db" + "\n";
-  const bool is_mariadb = *engine.server == test::Server::Kind::mariadb;
-  return lines + "Server=127.0.0.1\nServername=127.0.0.1\nPort=" + std::to_string(port) +
-         "\nDatabase=" + (is_mariadb ? test::kServerDatabase : "postgres") + "\nUser=" + test::kServerUser +
-         "\nUsername=" + test::kServerUser + "\nPassword=" + test::server_password() + "\n";
-}
-
-void fill(const Engine& engine, const test::TempFolder& folder, long rows) {
-  // A server accepts before it lets anyone in.
-  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-  while (!run_odbc(engine.name, {})) {
-    require(std::chrono::steady_clock::now() < end, std::string("reaching ") + engine.name);
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
-  }
-  // Readers are compared, not disks: the data stays in the server's memory.
-  if (engine.server == test::Server::Kind::mariadb)
-    run_odbc(engine.name, {"SET GLOBAL innodb_buffer_pool_size = 268435456"});
+void fill(const Engine& engine, const std::string& file, long rows) {
   for (const auto& [table, count] : {std::pair(kTable, rows), std::pair(kTenth, rows / 10)}) {
     if (!engine.server) {
-      fill_file(folder / "m.db", table, count, Dates::text);
+      fill_file(file, table, count, Dates::text);
     } else if (*engine.server == test::Server::Kind::mariadb) {
       run_odbc(engine.name, {mariadb_table(table), mariadb_rows(table, count)});
     } else {
@@ -99,9 +67,9 @@ void print_peaks(const Engine& engine, const std::string& script, long rows) {
   std::fflush(stdout);
 }
 
-void measure(const Engine& engine, const test::TempFolder& folder, const std::string& script, long rows,
+void measure(const Engine& engine, const std::string& file, const std::string& script, long rows,
              int rounds) {
-  fill(engine, folder, rows);
+  fill(engine, file, rows);
   std::printf("%s, %ld rows of 8 columns, %d rounds\n", engine.name, rows, rounds);
   compare(contenders({engine.name, kTable}, script), rows, rounds);
   print_peaks(engine, script, rows);
@@ -112,30 +80,8 @@ void measure_all(const std::vector<std::string>& words) {
   const long rows = words.size() > 1 ? std::atol(words[1].c_str()) : 1'000'000;
   const int rounds = words.size() > 2 ? std::atoi(words[2].c_str()) : 3;
   require(rows >= 10 && rounds > 0, "reading the command line");
-  // The driver manager reads its settings at the first call; none of the machine's are to count.
-  const test::TempFolder folder;
-  const test::ScopedVariable settings("ODBCSYSINI", folder.path());
-  test::Server mariadb(test::Server::Kind::mariadb);
-  test::Server postgresql(test::Server::Kind::postgresql);
-  std::string drivers;
-  std::string sources;
-  std::vector<const Engine*> chosen;
-  for (const Engine& each : kEngines) {
-    if (words.size() > 3 && std::find(words.begin() + 3, words.end(), each.name) == words.end()) continue;
-    int port = 0;
-    if (each.server) {
-      test::Server& server = *each.server == test::Server::Kind::mariadb ? mariadb : postgresql;
-      const std::string problem = server.ensure_running();
-      require(problem.empty(), each.name + (": " + problem));
-      port = server.port();
-    }
-    drivers += std::string("[") + each.name + "]\nDriver=" + each.library + "\n";
-    sources += data_source(each, folder, port);
-    chosen.push_back(&each);
-  }
-  folder.put("odbcinst.ini", drivers);
-  folder.put("odbc.ini", sources);
-  for (const Engine* each : chosen) measure(*each, folder, words[0], rows, rounds);
+  const Sources sources({words.begin() + std::min<std::ptrdiff_t>(3, std::ssize(words)), words.end()});
+  for (const Engine* each : sources.engines()) measure(*each, sources.file(), words[0], rows, rounds);
 }
 
 }  // namespace

@@ -3,8 +3,6 @@
 // memory grow with rows.
 //
 // usage: read_bench [ROWS [ROUNDS]]
-#include <sqlite3.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -14,35 +12,6 @@
 #include "support/temp_folder.h"
 
 namespace quarno::bench {
-
-// What a program of its own would do: every column taken as its type, texts copied.
-Checksum read_file_engine(const std::string& path) {
-  sqlite3* database = nullptr;
-  sqlite3_stmt* statement = nullptr;
-  require(sqlite3_open(path.c_str(), &database) == SQLITE_OK, "opening the file");
-  require(sqlite3_prepare_v2(database, select_all("m").c_str(), -1, &statement, nullptr) == SQLITE_OK,
-          "preparing");
-  Checksum sum;
-  std::string text;
-  const auto copied = [&](int column) {
-    text.assign(reinterpret_cast<const char*>(sqlite3_column_text(statement, column)),
-                static_cast<std::size_t>(sqlite3_column_bytes(statement, column)));
-    sum.text(text);
-  };
-  while (sqlite3_step(statement) == SQLITE_ROW) {
-    sum.whole(sqlite3_column_int64(statement, 0));
-    copied(1);
-    copied(2);
-    sum.moment(sqlite3_column_double(statement, 3));
-    copied(4);
-    sum.real(sqlite3_column_double(statement, 5));
-    copied(6);
-    sum.whole(sqlite3_column_int(statement, 7));
-  }
-  sqlite3_finalize(statement);
-  sqlite3_close(database);
-  return sum;
-}
 
 namespace {
 

@@ -30,6 +30,30 @@ std::string declared(const std::string& table, const std::string& moment) {
 
 }  // namespace
 
+std::vector<Row> sample_rows(long rows) {
+  const char* const codes[] = {"NOX", "SO2", "DUST", "CO"};
+  std::vector<Row> result;
+  for (std::int32_t x = 1; x <= rows; ++x) {
+    const Date day{42005.0 + x / 24.0};
+    const std::string hour = std::to_string(x % 24 + 100).substr(1) + ".00";
+    result.push_back({x, "E" + std::to_string(x % 12), codes[x % 4], day, civil_from_date(day), hour,
+                      x * 0.731, "VAL", x % 3});
+  }
+  return result;
+}
+
+Checksum sum_of(const std::vector<Row>& rows) {
+  Checksum sum;
+  for (const Row& row : rows) {
+    sum.whole(row.id);
+    for (const std::string* text : {&row.station, &row.code, &row.hour, &row.status}) sum.text(*text);
+    sum.moment(row.day.days);
+    sum.real(row.value);
+    sum.whole(row.state);
+  }
+  return sum;
+}
+
 void fill_file(const std::string& path, const std::string& table, long rows, Dates dates) {
   const char* const types[] = {"DATETIME", "DOUBLE PRECISION", "TIMESTAMP"};
   const std::string moment =

@@ -1,7 +1,12 @@
-// The rows that are read: hourly measurements, the same in every database.
+// The rows that are read and written: hourly measurements, the same in every database.
 #pragma once
 
+#include <cstdint>
 #include <string>
+#include <vector>
+
+#include "common/date.h"
+#include "measure.h"
 
 namespace quarno::bench {
 
@@ -10,6 +15,25 @@ inline const std::string kFields[] = {"id", "station", "code", "day", "hour", "v
 inline std::string select_all(const std::string& table) {
   return "SELECT id, station, code, day, hour, value, status, state FROM " + table;
 }
+inline std::string insert_into(const std::string& table) {
+  return "INSERT INTO " + table +
+         " (id, station, code, day, hour, value, status, state) VALUES (?, ?, ?, ?, ?, ?, ?, ?)";
+}
+
+struct Row {
+  std::int32_t id;
+  std::string station;
+  std::string code;
+  Date day;
+  CivilTime moment;  // the same
+  std::string hour;
+  double value;
+  std::string status;
+  std::int32_t state;
+};
+/// The rows that the databases make by themselves, in memory.
+std::vector<Row> sample_rows(long rows);
+Checksum sum_of(const std::vector<Row>& rows);
 
 /// Moments as the embedded engine keeps them (days), as days in a column that is declared a number, or as
 /// text, which the ODBC driver of the engine reads.

@@ -55,6 +55,7 @@ class ByRef:
 _DAY = 86_400_000_000  # in microseconds
 _EPOCH = datetime.date(1899, 12, 30).toordinal()
 _FIRST_DAY, _LAST_DAY = -657434.0, 2958466.0  # 1 January 100; 1 January 10000, which is too late
+_LAST_MOMENT = math.nextafter(_LAST_DAY, 0.0)
 
 
 def days_from_datetime(moment: datetime.datetime) -> float:
@@ -65,7 +66,8 @@ def days_from_datetime(moment: datetime.datetime) -> float:
     seconds = (moment.hour * 60 + moment.minute) * 60 + moment.second
     day = moment.toordinal() - _EPOCH
     fraction = (seconds * 1_000_000 + moment.microsecond) / _DAY
-    return day - fraction if day < 0 else day + fraction
+    # The last microseconds of year 9999 would be rounded to the day behind it.
+    return min(day - fraction if day < 0 else day + fraction, _LAST_MOMENT)
 
 
 def datetime_from_days(days: float) -> datetime.datetime:

@@ -90,11 +90,13 @@ void Recordset::Open(const Variant& Source, const Variant& ActiveConnection, std
   options_ = Options;
   const bool forward_only =
       cursor_location_ == adUseServer && cursor_type_ == adOpenForwardOnly && lock_type_ == adLockReadOnly;
+  if (forward_only && filter_.is_text()) require_all_rows(true);
   const bool asynchronous = Options != -1 && (Options & (adAsyncFetch | adAsyncFetchNonBlocking)) != 0;
   const Fetching fetching = forward_only   ? Fetching::blocks
                             : asynchronous ? Fetching::as_needed
                                            : Fetching::all;
   Outcome outcome = connection_->report_failures([&] {
+    if (lock_type_ != adLockReadOnly) session.prepare_editing(statement());
     return session.execute(statement(), connection_->CommandTimeout(),
                            fetching == Fetching::all ? Reading::at_once : Reading::in_blocks);
   });
@@ -102,11 +104,13 @@ void Recordset::Open(const Variant& Source, const Variant& ActiveConnection, std
   if (outcome.rows != nullptr) adopt(*connection_, source_, std::move(outcome.rows), fetching);
 }
 
-// The source may be a table's name.
+// The source may be a table's name, or a procedure's.
 std::string Recordset::statement() const {
-  const bool is_table = options_ != -1 && (options_ & (adCmdTable | adCmdTableDirect)) != 0;
-  if (!is_table) return source_;
-  return "SELECT * FROM " + quoted_name(connection_->session().dialect(), source_);
+  const std::int32_t options = options_ == -1 ? 0 : options_;
+  const Dialect& dialect = connection_->session().dialect();
+  if ((options & (adCmdTable | adCmdTableDirect)) != 0)
+    return "SELECT * FROM " + quoted_name(dialect, source_);
+  return (options & adCmdStoredProc) != 0 ? call_text(dialect, source_) : source_;
 }
 
 void Recordset::adopt(Connection& connection, const std::string& source, std::unique_ptr<Rows> rows,
@@ -144,8 +148,8 @@ void Recordset::load_all() const {
   });
 }
 
-void Recordset::require_all_rows() const {
-  if (is_forward_only_) throw model_error(Model::feature_not_available);
+void Recordset::require_all_rows(bool forward_only) const {
+  if (forward_only) throw model_error(Model::feature_not_available);
 }
 
 void Recordset::require_backward() const {
@@ -164,11 +168,18 @@ void Recordset::take_rows(std::shared_ptr<RowSet> rows) {
   field_objects_.assign(count, nullptr);
   pending_.assign(count, Variant());
   assigned_.assign(count, false);
-  insert_text_.clear();
+  writer_ = {};
+  affected_.clear();
   connection_->attach(*this);
   // A filter that was set while it was closed holds for what is opened.
-  if (filter_.is_text()) return choose_rows();
-  place_on_first(true);
+  if (!filter_.is_text()) return place_on_first(true);
+  try {
+    choose_rows();
+  } catch (const Error&) {
+    connection_->detach(*this);
+    forget_rows();
+    throw;
+  }
 }
 
 void Recordset::forget_rows() {
@@ -177,6 +188,8 @@ void Recordset::forget_rows() {
   rows_.reset();
   shown_.reset();
   is_forward_only_ = false;
+  // It belonged to these rows; the next ones are shown whole.
+  filter_ = std::int32_t{adFilterNone};
   edit_mode_ = adEditNone;
   place_ = Place::after_last;
 }
@@ -188,7 +201,8 @@ const std::vector<Column>& Recordset::columns() const {
 
 void Recordset::Close() {
   require_open();
-  if (edit_mode_ != adEditNone) throw model_error(Model::illegal_operation);
+  // Of a batch nothing is sent by itself.
+  if (edit_mode_ != adEditNone && !is_batch()) throw model_error(Model::illegal_operation);
   connection_->detach(*this);
   forget_rows();
 }
@@ -199,7 +213,9 @@ void Recordset::connection_closed() {
 }
 
 void Recordset::Requery() {
+  const Variant filter = filter_;
   Close();
+  filter_ = filter.is_text() ? filter : Variant(std::int32_t{adFilterNone});
   Open(Variant(), Variant(), adOpenUnspecified, adLockUnspecified, options_);
 }
 
@@ -243,8 +259,8 @@ std::int32_t Recordset::RecordCount() const {
     if (!shown_) {
       count -= rows_->deleted_count();
     } else {
-      count = static_cast<std::size_t>(std::count_if(
-          shown_->begin(), shown_->end(), [this](std::size_t row) { return !rows_->is_deleted(row); }));
+      count = static_cast<std::size_t>(
+          std::count_if(shown_->begin(), shown_->end(), [this](std::size_t row) { return !hides(row); }));
     }
   }
   return static_cast<std::int32_t>(count + (edit_mode_ == adEditAdd ? 1 : 0));
@@ -258,13 +274,13 @@ std::int32_t Recordset::AbsolutePosition() const {
   if (place_ == Place::after_last) return adPosEOF;
   std::int32_t position = 1;
   if (rows_->deleted_count() == 0) return static_cast<std::int32_t>(position_) + position;
-  for (std::size_t i = 0; i < position_; ++i) position += rows_->is_deleted(row_at(i)) ? 0 : 1;
+  for (std::size_t i = 0; i < position_; ++i) position += hides(row_at(i)) ? 0 : 1;
   return position;
 }
 
 void Recordset::set_AbsolutePosition(std::int32_t value) {
   require_open();
-  require_all_rows();
+  require_all_rows(is_forward_only_);
   finish_edit();
   if (value < 1 || value > RecordCount()) throw model_error(Model::invalid_argument);
   place_on_first(true);
@@ -273,14 +289,14 @@ void Recordset::set_AbsolutePosition(std::int32_t value) {
 
 Variant Recordset::Bookmark() const {
   require_row();
-  require_all_rows();
+  require_all_rows(is_forward_only_);
   if (edit_mode_ == adEditAdd) throw model_error(Model::no_current_record);
   return static_cast<double>(row() + 1);
 }
 
 void Recordset::set_Bookmark(const Variant& value) {
   require_open();
-  require_all_rows();
+  require_all_rows(is_forward_only_);
   finish_edit();
   const double* const number = value.get_if<double>();
   const bool known = number != nullptr && *number >= 1 && *number <= static_cast<double>(rows_->row_count());
@@ -304,7 +320,7 @@ void Recordset::place_on_first(bool forward) {
   place_ = forward ? Place::after_last : Place::before_first;
   for (std::size_t i = 0; i < count; ++i) {
     const std::size_t position = forward ? i : count - 1 - i;
-    if (rows_->is_deleted(row_at(position))) continue;
+    if (hides(row_at(position))) continue;
     position_ = position;
     place_ = Place::on_row;
     return;
@@ -345,7 +361,7 @@ void Recordset::step(bool forward) {
       return;
     }
     position_ = forward ? position_ + 1 : position_ - 1;
-  } while (rows_->is_deleted(row()));
+  } while (hides(row()));
 }
 
 void Recordset::MoveNext() {
@@ -360,8 +376,15 @@ bool Recordset::try_move_next() {
   if (at_eof()) return false;
   const Place place = place_;
   const std::size_t position = position_;
+  const bool was_deleted = place_ == Place::on_row && rows_->is_deleted(row());
   step(true);
   if (place_ == Place::on_row) return true;
+  if (was_deleted) {
+    // Back to the last row there is.
+    place_on_first(false);
+    if (place_ != Place::on_row) place_ = Place::after_last;
+    return false;
+  }
   place_ = place;
   position_ = position;
   return false;
@@ -391,8 +414,9 @@ bool Recordset::Supports(std::int32_t CursorOptions) const {
   const bool by_index =
       is_table_direct() && cursor_location_ == adUseServer && connection_->session().has_indexes();
   std::int32_t supported = adHoldRecords | adMovePrevious | adApproxPosition | adBookmark | adFind;
-  if (lock_type_ != adLockReadOnly && !rows_->base_table().empty())
-    supported |= adAddNew | adDelete | adUpdate;
+  if (lock_type_ != adLockReadOnly && rows_->has_origin()) supported |= adUpdate;
+  if (lock_type_ != adLockReadOnly && !rows_->base_table().empty()) supported |= adAddNew | adDelete;
+  if (is_batch()) supported |= adUpdateBatch;
   if (by_index) supported |= adIndex | adSeek;
   return (supported & CursorOptions) == CursorOptions;
 }
@@ -405,13 +429,15 @@ Variant Recordset::value_in_edit(std::size_t column) const {
 }
 
 Variant Recordset::original_value(std::size_t column) const {
-  require_row();
-  return edit_mode_ == adEditAdd ? Variant() : rows_->value(row(), column);
+  require_open();
+  const bool is_pending = on_row() && edit_mode_ != adEditAdd && rows_->pending().contains(row());
+  if (!is_pending) require_row();
+  return edit_mode_ == adEditAdd ? Variant() : rows_->original_value(row(), column);
 }
 
 Ptr<Recordset> Recordset::Clone(std::int32_t LockType) const {
   require_open();
-  require_all_rows();
+  require_all_rows(is_forward_only_);
   if (LockType != adLockUnspecified && LockType != adLockReadOnly) throw model_error(Model::invalid_argument);
   auto clone = make<Recordset>();
   clone->source_ = source_;
@@ -448,8 +474,9 @@ constexpr Member kMembers[] = {
         {optional_param("Source"), optional_param("ActiveConnection"), param("CursorType", -1),
          param("LockType", -1), param("Options", -1)},
         "Runs the statement and holds its rows; the first is current. A statement without rows "
-        "leaves the recordset closed. Options: 2 or 512 when the source is a table's name, plus 32 to fetch "
-        "the first rows at once and the others when they are needed. Raises 3705 when it is open, 3709 "
+        "leaves the recordset closed. Options: 2 or 512 when the source is a table's name, 4 when it is a "
+        "procedure's with or without arguments, plus 32 to fetch the first rows at once and the others when "
+        "they are needed. Raises 3705 when it is open, 3709 "
         "without an open connection, and what the provider reports."),
     method<&Recordset::Close>("Close", "Lets go of the rows. Raises 3704 when closed, 3219 during an edit."),
     method<&Recordset::Requery>("Requery", "Runs the statement again. Raises as Close and Open."),
@@ -478,8 +505,9 @@ constexpr Member kMembers[] = {
         "when there is none. Raises 3021 without a current row, 3001 and 3265 for a bad criterion."),
     property<&Recordset::Filter, &Recordset::set_Filter>(
         "Filter",
-        "Criteria joined with AND and OR that choose the rows; \"\" or 0 for all. Goes to the first of "
-        "them."),
+        "Criteria joined with AND and OR that choose the rows; \"\" or 0 for all; 1 those changed and not "
+        "sent, 2 "
+        "those the last batch meant, 5 those that failed in it. Goes to the first of them."),
     property<&Recordset::Sort, &Recordset::set_Sort>(
         "Sort", "\"a ASC, [b c] DESC\"; \"\" for the order of the query. Goes to the first row."),
     method<&Recordset::Clone>(
@@ -505,6 +533,18 @@ constexpr Member kMembers[] = {
                                "edit stays open."),
     method<&Recordset::CancelUpdate>("CancelUpdate", "Drops the edit in progress."),
     method<&Recordset::Delete>("Delete", "Deletes the current row; it stays current until the next move."),
+    read_only<&Recordset::Status>(
+        "Status",
+        "Of the current row: 8 as it was read, 1 added, 2 changed, 4 deleted and not sent yet; plus 2048 "
+        "after a "
+        "conflict, 4096 after a violated constraint, 65536 without the right, 16 after another failure."),
+    method<&Recordset::UpdateBatch>("UpdateBatch", {param("AffectRecords", 3)},
+                                    "Sends what was changed under lock type 4, in one transaction unless one "
+                                    "is open: 1 the current row, 2 the "
+                                    "filtered ones, 3 all. A row that fails does not stop the others; at the "
+                                    "end the first failure is raised."),
+    method<&Recordset::CancelBatch>("CancelBatch", {param("AffectRecords", 3)},
+                                    "Drops what was changed and not sent; the rows are as they were read."),
 };
 
 }  // namespace

@@ -16,6 +16,7 @@
 #include "ado/cursor/row_set.h"
 #include "ado/enums.h"
 #include "ado/provider.h"
+#include "ado/row_writer.h"
 #include "automation/automation.h"
 
 namespace quarno::ado {
@@ -86,6 +87,9 @@ class Recordset : public automation::Automation<Recordset> {
   void Update();
   void CancelUpdate();
   void Delete();
+  std::int32_t Status() const;
+  void UpdateBatch(std::int32_t AffectRecords = adAffectAll);
+  void CancelBatch(std::int32_t AffectRecords = adAffectAll);
 
   // For the model's other objects and the worker.
 
@@ -130,6 +134,7 @@ class Recordset : public automation::Automation<Recordset> {
   void require_open() const;
   void require_row() const;
   void require_updatable() const;
+  Session& writing_session() const;
   // The row shown at a position: all rows in their order, unless a filter or a sort made a list.
   std::size_t row_at(std::size_t position) const { return shown_ ? (*shown_)[position] : position; }
   std::size_t position_count() const { return shown_ ? shown_->size() : rows_->row_count(); }
@@ -137,7 +142,7 @@ class Recordset : public automation::Automation<Recordset> {
   void go_to_row(std::size_t row);
   bool has_rows() const;
   // For what a forward-only recordset cannot do.
-  void require_all_rows() const;
+  void require_all_rows(bool forward_only) const;
   void require_backward() const;
   // The next rows of the result, behind the last one here; false at its end.
   bool load_more();
@@ -145,6 +150,9 @@ class Recordset : public automation::Automation<Recordset> {
   std::string statement() const;
   bool is_table_direct() const { return options_ != -1 && (options_ & adCmdTableDirect) != 0; }
   void choose_rows();
+  // A deleted row, unless the filter is for what became of rows and its deletion was not sent.
+  bool hides(std::size_t row) const;
+  bool is_in_group(std::size_t row, std::int32_t group) const;
   std::vector<SortKey> sort_keys() const;
   void sort_rows(std::vector<std::size_t>& chosen, const std::vector<SortKey>& keys) const;
   // An edit in progress is sent before the cursor leaves its row.
@@ -153,12 +161,12 @@ class Recordset : public automation::Automation<Recordset> {
   void place_on_first(bool forward);
   void insert_pending();
   void update_pending();
-  // WHERE criteria of the current row with their parameter values: its key, or every comparable column when
-  // there is no key, and the original values of the columns given.
-  struct RowCriteria;
-  RowCriteria criteria_for(const std::vector<std::size_t>& changed) const;
-  // Writes the current row, which must still be there as it was read.
-  void write_current_row(const std::string& statement, const std::vector<Variant>& parameters, bool has_key);
+  // Changes are kept until UpdateBatch.
+  bool is_batch() const { return lock_type_ == adLockBatchOptimistic; }
+  std::vector<std::size_t> pending_rows(std::int32_t affect) const;
+  // The column that the source numbers, when nothing was assigned to it.
+  std::optional<std::size_t> unassigned_number(const std::vector<bool>& assigned) const;
+  Variant given_number(Session& session, std::size_t column) const;
   void take_rows(std::shared_ptr<RowSet> rows);
   void forget_rows();
 
@@ -183,10 +191,8 @@ class Recordset : public automation::Automation<Recordset> {
   std::int32_t edit_mode_ = adEditNone;
   std::vector<Variant> pending_;  // by column, coerced
   std::vector<bool> assigned_;    // which of them were set
-  std::vector<bool>
-      insert_assigned_;  // of the last INSERT, whose text is kept because the next is mostly the same
-  std::string insert_text_;
-  std::vector<Variant> parameters_;  // reused
+  RowWriter writer_;
+  std::vector<std::size_t> affected_;  // by the last UpdateBatch or CancelBatch
   Place place_before_add_ = Place::after_last;
 
   std::uint32_t generation_ = 0;          // of the columns; a field of an earlier one is no longer valid

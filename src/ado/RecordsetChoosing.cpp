@@ -30,12 +30,15 @@ void Recordset::set_Filter(const Variant& value) {
   Variant filter = std::int32_t{0};
   if (const auto* text = value.get_if<std::string>()) {
     if (!text->empty()) filter = *text;
-  } else if (value.is_empty() || to_int32(value, LocaleInfo{}) != 0) {
-    // Groups of pending rows belong to batch updating.
-    throw model_error(Model::invalid_argument);
+  } else {
+    const std::int32_t group = value.is_empty() ? -1 : to_int32(value, LocaleInfo{});
+    const bool known = group == adFilterNone || group == adFilterPendingRecords ||
+                       group == adFilterAffectedRecords || group == adFilterConflictingRecords;
+    if (!known) throw model_error(Model::invalid_argument);
+    filter = group;
   }
   if (is_open()) {
-    if (filter.is_text()) require_all_rows();
+    if (!(filter == Variant(std::int32_t{adFilterNone}))) require_all_rows(is_forward_only_);
     finish_edit();
   }
   std::swap(filter_, filter);
@@ -50,10 +53,13 @@ void Recordset::set_Filter(const Variant& value) {
 
 void Recordset::set_Sort(const std::string& value) {
   require_open();
-  require_all_rows();
+  require_all_rows(is_forward_only_);
   finish_edit();
   if (!value.empty()) parse_sort(value, [this](std::string_view name) { return find_column(name); });
   sort_ = value;
+  // One order at a time: an index seeks in its own.
+  index_.clear();
+  index_keys_.clear();
   choose_rows();
 }
 
@@ -63,21 +69,38 @@ void Recordset::choose_rows() {
   const auto* const filter = filter_.get_if<std::string>();
   const std::vector<SortKey> keys = sort_keys();
   std::optional<std::vector<std::size_t>> chosen;
-  if (filter != nullptr || !keys.empty()) {
+  const std::int32_t group = filter != nullptr ? adFilterNone : *filter_.get_if<std::int32_t>();
+  if (filter != nullptr || group != adFilterNone || !keys.empty()) {
     load_all();
     const Criteria criteria =
         filter != nullptr ? parse_criteria(*filter, rows_->columns(), find) : Criteria{};
     chosen.emplace();
     for (std::size_t i = 0; i < rows_->row_count(); ++i) {
-      if (rows_->is_deleted(i)) continue;
+      if (hides(i)) continue;
       const bool wanted =
           filter == nullptr || matches(criteria, [&](std::size_t column) { return rows_->value(i, column); });
-      if (wanted) chosen->push_back(i);
+      if (wanted && is_in_group(i, group)) chosen->push_back(i);
     }
   }
   if (!keys.empty()) sort_rows(*chosen, keys);
   shown_ = std::move(chosen);
   place_on_first(true);
+}
+
+bool Recordset::hides(std::size_t row) const {
+  const auto* const group = filter_.get_if<std::int32_t>();
+  const bool by_group = group != nullptr && *group != adFilterNone;
+  return rows_->is_deleted(row) && !(by_group && rows_->pending().contains(row));
+}
+
+bool Recordset::is_in_group(std::size_t row, std::int32_t group) const {
+  if (group == adFilterNone) return true;
+  if (group == adFilterAffectedRecords) {
+    return std::find(affected_.begin(), affected_.end(), row) != affected_.end();
+  }
+  const auto found = rows_->pending().find(row);
+  if (found == rows_->pending().end()) return false;
+  return group == adFilterPendingRecords || found->second.failure != adRecOK;
 }
 
 std::vector<SortKey> Recordset::sort_keys() const {
@@ -111,6 +134,7 @@ void Recordset::set_Index(const std::string& value) {
     }
     for (const IndexColumn& column : *columns) keys.push_back({column_index(column.name), column.descending});
   }
+  sort_.clear();
   index_ = value;
   index_keys_ = std::move(keys);
   choose_rows();

@@ -4,30 +4,12 @@
 #include "ado/Recordset.h"
 #include "ado/ado_error.h"
 #include "ado/field_conversion.h"
-#include "ado/write_statement.h"
+#include "ado/row_writer.h"
 #include "platform/locale.h"
 
 namespace quarno::ado {
-namespace {
-
-Error insufficient_key(const std::string& reason) {
-  return provider_error(kUnspecified, "Key column information is insufficient or incorrect. " + reason,
-                        "QuarnoFwk Cursor Engine");
-}
-
-// Long values are never compared: sources cannot do it or take too long.
-bool can_be_compared(const Column& column) { return !column.base_column.empty() && !is_long(column.type); }
-
-}  // namespace
-
-struct Recordset::RowCriteria {
-  std::vector<Criterion> criteria;
-  std::vector<Variant> parameters;
-  bool has_key = false;
-};
-
 void Recordset::require_updatable() const {
-  if (lock_type_ == adLockReadOnly || rows_->base_table().empty()) {
+  if (lock_type_ == adLockReadOnly || !rows_->has_origin()) {
     throw Error(
         full_number(Model::feature_not_available),
         "Current Recordset does not support updating. This may be a limitation of the provider, or of the "
@@ -38,23 +20,29 @@ void Recordset::require_updatable() const {
   load_all();
 }
 
+Session& Recordset::writing_session() const {
+  Session& session = connection_->session(Model::invalid_connection);
+  session.limit_writes(connection_->CommandTimeout());
+  return session;
+}
+
 void Recordset::set_value(std::size_t column, const Variant& value) {
   require_row();
   require_updatable();
   const Column& info = rows_->columns()[column];
   if (info.base_column.empty()) throw multiple_step_error();
-  Variant own = coerced(value, info, platform::locale());
+  assign_coerced(pending_[column], value, info, platform::locale());
   if (edit_mode_ == adEditNone) {
     assigned_.assign(rows_->columns().size(), false);
     edit_mode_ = adEditInProgress;
   }
-  pending_[column] = std::move(own);
   assigned_[column] = true;
 }
 
 void Recordset::AddNew() {
   require_open();
   require_updatable();
+  RowWriter::require_one_table(*rows_);
   finish_edit();
   place_before_add_ = place_;
   assigned_.assign(rows_->columns().size(), false);
@@ -79,86 +67,42 @@ void Recordset::Update() {
 }
 
 void Recordset::insert_pending() {
-  Session& session = connection_->session(Model::invalid_connection);
-  if (insert_text_.empty() || insert_assigned_ != assigned_) {
-    std::vector<std::string_view> names;
-    for (std::size_t i = 0; i < rows_->columns().size(); ++i) {
-      if (assigned_[i]) names.push_back(rows_->columns()[i].base_column);
-    }
-    insert_text_ = insert_text(session.dialect(), rows_->base_table(), names);
-    insert_assigned_ = assigned_;
-  }
-  parameters_.clear();
-  for (std::size_t i = 0; i < rows_->columns().size(); ++i) {
-    if (assigned_[i]) parameters_.push_back(pending_[i]);
-  }
-  connection_->report_failures([&] { session.write(insert_text_, parameters_, -1); });
-
-  // What the source fills in by itself is known only for the number it gives.
-  for (std::size_t i = 0; i < rows_->columns().size(); ++i) {
-    if (assigned_[i]) {
-      rows_->store().column(i).append(pending_[i]);
-    } else if (rows_->columns()[i].auto_increment) {
-      rows_->store().column(i).append_integer(session.last_identity());
-    } else {
-      rows_->store().column(i).append_null();
+  if (!is_batch()) {
+    Session& session = writing_session();
+    connection_->report_failures([&] { writer_.insert(session, *rows_, pending_, assigned_); });
+    // What the source fills in by itself is known only for the number it gives.
+    if (const auto number = unassigned_number(assigned_)) {
+      pending_[*number] = given_number(session, *number);
+      assigned_[*number] = true;
     }
   }
-  const std::size_t added = rows_->row_count() - 1;
+  const std::size_t added = rows_->append(pending_, assigned_);
+  if (is_batch()) rows_->stage_new(added, assigned_);
   if (shown_) shown_->push_back(added);  // shown until the rows are chosen anew, whatever the filter says
   go_to_row(added);
   edit_mode_ = adEditNone;
 }
 
-Recordset::RowCriteria Recordset::criteria_for(const std::vector<std::size_t>& changed) const {
-  RowCriteria result;
-  result.has_key =
-      std::any_of(rows_->columns().begin(), rows_->columns().end(), [](const Column& c) { return c.key; });
-  for (std::size_t i = 0; i < rows_->columns().size(); ++i) {
-    const bool identifies = result.has_key ? rows_->columns()[i].key : true;
-    const bool was_changed = std::find(changed.begin(), changed.end(), i) != changed.end();
-    if (!can_be_compared(rows_->columns()[i]) || !(identifies || was_changed)) continue;
-    Variant original = rows_->source_value(row(), i);
-    result.criteria.push_back({rows_->columns()[i].base_column, original.is_null()});
-    if (!original.is_null()) result.parameters.push_back(std::move(original));
+std::optional<std::size_t> Recordset::unassigned_number(const std::vector<bool>& assigned) const {
+  for (std::size_t i = 0; i < assigned.size(); ++i) {
+    if (!assigned[i] && rows_->columns()[i].auto_increment) return i;
   }
-  // Without a single criterion the statement would mean every row of the table.
-  if (result.criteria.empty()) throw insufficient_key("No column of the row can be compared.");
-  return result;
+  return std::nullopt;
 }
 
-void Recordset::write_current_row(const std::string& statement, const std::vector<Variant>& parameters,
-                                  bool has_key) {
-  Session& session = connection_->session(Model::invalid_connection);
-  connection_->report_failures([&] {
-    // Only a row told by its key is sure to be alone.
-    const std::int64_t affected = session.write(statement, parameters, has_key ? -1 : 1);
-    if (affected == 0) {
-      throw provider_error(
-          kConflict,
-          "Row cannot be located for updating. Some values may have been changed since it was last read.",
-          "QuarnoFwk Cursor Engine");
-    }
-    if (affected > 1) throw insufficient_key("Too many rows were affected by update.");
-  });
+Variant Recordset::given_number(Session& session, std::size_t column) const {
+  return coerced(session.last_identity(), rows_->columns()[column], platform::locale());
 }
 
 void Recordset::update_pending() {
-  std::vector<std::size_t> changed;
-  std::vector<std::string_view> names;
-  std::vector<Variant> parameters;
-  for (std::size_t i = 0; i < rows_->columns().size(); ++i) {
-    if (!assigned_[i]) continue;
-    changed.push_back(i);
-    names.push_back(rows_->columns()[i].base_column);
-    parameters.push_back(pending_[i]);
+  if (!is_batch()) {
+    Session& session = writing_session();
+    connection_->report_failures([&] { RowWriter::update(session, *rows_, row(), pending_, assigned_); });
   }
-  RowCriteria found = criteria_for(changed);
-  const Dialect& dialect = connection_->session(Model::invalid_connection).dialect();
-  std::move(found.parameters.begin(), found.parameters.end(), std::back_inserter(parameters));
-  write_current_row(update_text(dialect, rows_->base_table(), names, found.criteria), parameters,
-                    found.has_key);
-  for (const std::size_t i : changed) rows_->change(row(), i, pending_[i]);
+  for (std::size_t i = 0; i < assigned_.size(); ++i) {
+    if (!assigned_[i]) continue;
+    is_batch() ? rows_->stage_change(row(), i, pending_[i]) : rows_->change(row(), i, pending_[i]);
+  }
 }
 
 void Recordset::Delete() {
@@ -167,11 +111,77 @@ void Recordset::Delete() {
   if (edit_mode_ == adEditAdd) return CancelUpdate();
   edit_mode_ = adEditNone;
   require_row();
-  const RowCriteria found = criteria_for({});
-  const Dialect& dialect = connection_->session(Model::invalid_connection).dialect();
-  write_current_row(delete_text(dialect, rows_->base_table(), found.criteria), found.parameters,
-                    found.has_key);
+  if (is_batch()) {
+    RowWriter::require_one_table(*rows_);
+    return rows_->stage_delete(row());
+  }
+  Session& session = writing_session();
+  connection_->report_failures([&] { RowWriter::remove(session, *rows_, row()); });
   rows_->mark_deleted(row());
+}
+
+// --- Batches -----------------------------------------------------------------------------------------------
+
+std::int32_t Recordset::Status() const {
+  require_open();
+  if (edit_mode_ == adEditAdd) return adRecNew;
+  if (place_ != Place::on_row) throw model_error(Model::no_current_record);
+  const auto found = rows_->pending().find(row());
+  if (found != rows_->pending().end()) return found->second.kind | found->second.failure;
+  return rows_->is_deleted(row()) ? adRecDeleted : adRecUnmodified;
+}
+
+std::vector<std::size_t> Recordset::pending_rows(std::int32_t affect) const {
+  if (affect != adAffectCurrent && affect != adAffectGroup && affect != adAffectAll) {
+    throw model_error(Model::invalid_argument);
+  }
+  if (affect == adAffectCurrent && place_ != Place::on_row) throw model_error(Model::no_current_record);
+  std::vector<std::size_t> result;
+  for (const auto& [number, pending] : rows_->pending()) {
+    const bool in_group = !shown_ || std::find(shown_->begin(), shown_->end(), number) != shown_->end();
+    const bool wanted = affect == adAffectCurrent ? number == row() : affect == adAffectAll || in_group;
+    if (wanted) result.push_back(number);
+  }
+  return result;
+}
+
+void Recordset::UpdateBatch(std::int32_t AffectRecords) {
+  require_open();
+  require_updatable();
+  finish_edit();
+  affected_ = pending_rows(AffectRecords);
+  if (affected_.empty()) return;
+  Session& session = writing_session();
+  const bool own_transaction = session.transaction_level() == 0;
+  BatchResult result;
+  connection_->report_failures([&] {
+    if (own_transaction) session.begin();
+    try {
+      result = writer_.write_batch(session, *rows_, affected_,
+                                   [this](const std::vector<bool>& a) { return unassigned_number(a); });
+      if (own_transaction) session.commit();
+    } catch (const Error&) {
+      try {
+        if (own_transaction && session.transaction_level() > 0) session.rollback();
+      } catch (const Error&) {  // NOLINT(bugprone-empty-catch): the first failure is the one to report
+      }
+      if (result.failure) throw Error(*result.failure);
+      throw;
+    }
+  });
+  for (const auto& [number, status] : result.failed) rows_->note_failure(number, status);
+  for (const auto& [number, column, value] : result.numbers) {
+    rows_->change(number, column, coerced(value, rows_->columns()[column], platform::locale()));
+  }
+  for (const std::size_t number : result.written) rows_->confirm(number);
+  if (result.failure) connection_->report_failures([&] { throw Error(*result.failure); });
+}
+
+void Recordset::CancelBatch(std::int32_t AffectRecords) {
+  require_open();
+  if (edit_mode_ != adEditNone) CancelUpdate();
+  affected_ = pending_rows(AffectRecords);
+  for (const std::size_t number : affected_) rows_->undo(number);
 }
 
 }  // namespace quarno::ado

@@ -61,9 +61,31 @@ enum LockType : std::int32_t {
 enum ObjectState : std::int32_t { adStateClosed = 0, adStateOpen = 1, adStateFetching = 8 };
 enum EditMode : std::int32_t { adEditNone = 0, adEditInProgress = 1, adEditAdd = 2, adEditDelete = 4 };
 enum Position : std::int32_t { adPosUnknown = -1, adPosBOF = -2, adPosEOF = -3 };
+/// Bits of a row's status.
+enum RecordStatus : std::int32_t {
+  adRecOK = 0,
+  adRecNew = 1,
+  adRecModified = 2,
+  adRecDeleted = 4,
+  adRecUnmodified = 8,
+  adRecInvalid = 0x10,
+  adRecConcurrencyViolation = 0x800,
+  adRecIntegrityViolation = 0x1000,
+  adRecPermissionDenied = 0x10000
+};
+/// Which rows UpdateBatch and CancelBatch mean.
+enum Affect : std::int32_t { adAffectCurrent = 1, adAffectGroup = 2, adAffectAll = 3 };
+/// Rows that a Filter can choose by what became of them.
+enum FilterGroup : std::int32_t {
+  adFilterNone = 0,
+  adFilterPendingRecords = 1,
+  adFilterAffectedRecords = 2,
+  adFilterConflictingRecords = 5
+};
 enum OpenOption : std::int32_t {
   adCmdText = 1,
   adCmdTable = 2,
+  adCmdStoredProc = 4,
   adCmdUnknown = 8,
   adAsyncFetch = 32,
   adAsyncFetchNonBlocking = 64,
@@ -84,6 +106,7 @@ enum CursorOption : std::int32_t {
   adBookmark = 0x2000,
   adApproxPosition = 0x4000,
   adFind = 0x80000,
+  adUpdateBatch = 0x10000,
   adIndex = 0x100000,
   adSeek = 0x200000,
   adAddNew = 0x1000400,

@@ -49,7 +49,34 @@ Variant converted(const Variant& value, const Column& column, const LocaleInfo& 
   return value;
 }
 
+bool is_bounded(const Column& column) {
+  return column.defined_size > 0 && !is_long(column.type) && column.type != DataType::guid;
+}
+
+// Of the column's own type, and short enough without counting characters: what most values are.
+bool is_of_column(const Variant& value, const Column& column) {
+  switch (layout_of(column.type)) {
+    case Layout::int32: return value.get_if<std::int32_t>() != nullptr;
+    case Layout::real: return value.get_if<double>() != nullptr;
+    case Layout::date: return value.get_if<Date>() != nullptr;
+    case Layout::text: {
+      const auto* const text = value.get_if<std::string>();
+      return text != nullptr &&
+             (!is_bounded(column) || text->size() <= static_cast<std::size_t>(column.defined_size));
+    }
+    default: return false;
+  }
+}
+
 }  // namespace
+
+void assign_coerced(Variant& to, const Variant& value, const Column& column, const LocaleInfo& locale) {
+  if (is_of_column(value, column)) {
+    to = value;
+  } else {
+    to = coerced(value, column, locale);
+  }
+}
 
 Variant coerced(const Variant& value, const Column& column, const LocaleInfo& locale) {
   if (value.is_null() || value.is_empty()) return Variant::null();
@@ -60,7 +87,7 @@ Variant coerced(const Variant& value, const Column& column, const LocaleInfo& lo
     if (error.number == static_cast<std::int32_t>(RunTime::overflow)) throw multiple_step_error();
     throw model_error(Model::data_conversion, "ADODB.Field");
   }
-  const bool bounded = column.defined_size > 0 && !is_long(column.type) && column.type != DataType::guid;
+  const bool bounded = is_bounded(column);
   const auto limit = static_cast<std::size_t>(column.defined_size);
   if (const auto* text = result.get_if<std::string>()) {
     // Bytes are never fewer than characters: most texts need no counting.

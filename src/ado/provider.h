@@ -57,7 +57,9 @@ struct Dialect {
   std::string_view quote_open = "\"";
   std::string_view quote_close = "\"";
   std::string_view empty_insert =
-      " DEFAULT VALUES";  // behind INSERT INTO and the table, for a row without values
+      " DEFAULT VALUES";                  // behind INSERT INTO and the table, for a row without values
+  std::string_view call_open = "{call ";  // about a procedure's name and arguments
+  std::string_view call_close = "}";
 };
 
 /// A column of a table's index.
@@ -73,10 +75,21 @@ class Session {
   /// Rows that are read in blocks stay readable whatever the session does meanwhile, or say that they cannot
   /// be read; they never end early.
   virtual Outcome execute(const std::string& statement, std::int32_t timeout_seconds, Reading reading) = 0;
+  /// How many seconds each write from here on may take; 0 for no limit.
+  void limit_writes(std::int32_t seconds) { write_seconds_ = seconds; }
+  /// The rows of the statement that runs next are to be changed: where it costs a question of its own, the
+  /// session finds out now where they come from.
+  virtual void prepare_editing(const std::string& /*statement*/) {}
   /// Runs a statement of the model's own with "?" parameters, kept prepared for the next time. Returns the
   /// rows changed. When that would be more than `most`, nothing is changed.
   virtual std::int64_t write(const std::string& statement, std::span<const Variant> parameters,
                              std::int64_t most) = 0;
+  /// Inside a transaction: runs a statement of the model's own for many rows of parameters. False when
+  /// nothing was changed, because the session cannot do that or a row failed: the rows are to be written
+  /// singly then.
+  virtual bool write_rows(const std::string& /*statement*/, std::span<const std::vector<Variant>> /*rows*/) {
+    return false;
+  }
   /// The number given to the last row inserted; 0 when there was none.
   virtual std::int64_t last_identity() = 0;
   /// Nesting is the provider's business: one that cannot raises kTransactionActive.
@@ -94,6 +107,9 @@ class Session {
                                                                 const std::string& /*index*/) {
     return std::nullopt;
   }
+
+ protected:
+  std::int32_t write_seconds_ = 0;
 };
 
 class Provider {

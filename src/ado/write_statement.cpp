@@ -48,4 +48,15 @@ std::string delete_text(const Dialect& dialect, std::string_view table, std::spa
   return "DELETE FROM " + quoted_name(dialect, table) + criteria_text(dialect, criteria);
 }
 
+bool is_call(std::string_view statement) {
+  statement = text::trim(statement);
+  const std::string word = text::lower_ascii(statement.substr(0, statement.find_first_of(" \t\r\n(")));
+  return statement.starts_with('{') || word == "exec" || word == "execute" || word == "call";
+}
+
+std::string call_text(const Dialect& dialect, const std::string& procedure) {
+  if (is_call(procedure)) return procedure;
+  return std::string(dialect.call_open) + procedure + std::string(dialect.call_close);
+}
+
 }  // namespace quarno::ado

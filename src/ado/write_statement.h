@@ -1,5 +1,5 @@
-// SQL text of one changed row. Values are never part of the text: they go as parameters, in the order of the
-// text.
+// The SQL the model writes itself. Of one changed row: values are never part of the text, they go as
+// parameters, in the order of the text. And the call of a procedure.
 #pragma once
 
 #include <span>
@@ -23,5 +23,11 @@ std::string insert_text(const Dialect& dialect, std::string_view table,
 std::string update_text(const Dialect& dialect, std::string_view table,
                         std::span<const std::string_view> columns, std::span<const Criterion> criteria);
 std::string delete_text(const Dialect& dialect, std::string_view table, std::span<const Criterion> criteria);
+
+/// Whether a text says itself that it calls a procedure: it begins with "{", "exec", "execute" or "call".
+bool is_call(std::string_view statement);
+/// The call of a procedure, whose text is its name with or without arguments; a text that is a call already
+/// stays as it is.
+std::string call_text(const Dialect& dialect, const std::string& procedure);
 
 }  // namespace quarno::ado

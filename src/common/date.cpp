@@ -1,5 +1,6 @@
 #include "common/date.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -55,7 +56,8 @@ std::optional<Date> date_from_civil(const CivilTime& c) {
   const std::int64_t seconds = (c.hour * 60 + c.minute) * 60 + c.second;
   const double fraction =
       static_cast<double>(seconds * 1'000'000 + c.microsecond) / static_cast<double>(kMicrosecondsPerDay);
-  return Date{day < 0 ? day - fraction : day + fraction};
+  // The last microseconds of the last day would be rounded to the day behind it.
+  return Date{std::min(day < 0 ? day - fraction : day + fraction, std::nextafter(kLastDay, 0.0))};
 }
 
 CivilTime civil_from_date(Date date) {

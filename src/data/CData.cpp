@@ -21,6 +21,16 @@ constexpr std::string_view kDuplicatedKey = "Duplicated Key!";
 // A duplicate is told by SQLSTATE, never by the text, which differs by engine and language.
 bool is_duplicate_key(const Error& error) { return error.sql_state == "23505"; }
 
+// Odd and kept: the last argument is never part of the call, and one argument alone adds no parentheses.
+std::string call_with_arguments(const std::string& procedure, const Variant::Array& arguments) {
+  if (arguments.size() < 2) return procedure;
+  std::vector<std::string> texts;
+  for (std::size_t i = 0; i + 1 < arguments.size(); ++i) {
+    texts.push_back(to_text(arguments[i], platform::locale()));
+  }
+  return procedure + "( " + text::join(texts, ",") + " )";
+}
+
 }  // namespace
 
 CData::CData() { take_log_folder(); }
@@ -153,6 +163,7 @@ bool CData::Selection(Ref<std::string> SelectCampi, Ref<std::string> SelectWhere
     worker_.settings.file_password = file_password_;
     worker_.turn_connection_switch();
     worker_.open_recordset(ThisSelect.empty() ? worker_.composed_select(parts) : ThisSelect);
+    show_row();
     return true;
   });
 }
@@ -169,6 +180,7 @@ bool CData::SelectionFast(Ref<std::string> strSelect) {
       strSelect.set(statement);
     }
     worker_.open_recordset(statement);
+    show_row();
     return true;
   });
 }
@@ -214,16 +226,30 @@ void CData::GetStruct() {
 
 bool CData::MoveNext() {
   static constexpr Failing kFailing{"MoveNext"};
-  return guarded(kFailing, [&] { return worker_.move_next(); });
+  return guarded(kFailing, [&] {
+    const bool moved = worker_.move_next();
+    if (moved) show_row();
+    return moved;
+  });
 }
 bool CData::MovePrev() {
-  return guarded({"MovePrev"}, [&] { return worker_.move_previous(); });
+  return guarded({"MovePrev"}, [&] {
+    const bool moved = worker_.move_previous();
+    if (moved) show_row();
+    return moved;
+  });
 }
 void CData::MoveFirst() {
-  guarded({"MoveFirst"}, [&] { worker_.move_first(); });
+  guarded({"MoveFirst"}, [&] {
+    worker_.move_first();
+    show_row();
+  });
 }
 void CData::MoveLast() {
-  guarded({"MoveLast"}, [&] { worker_.move_last(); });
+  guarded({"MoveLast"}, [&] {
+    worker_.move_last();
+    show_row();
+  });
 }
 bool CData::IsEof() {
   return guarded({"IsEof"}, [&] { return worker_.is_eof(); });
@@ -318,6 +344,7 @@ Variant CData::AddNew() {
   return guarded({"AddNew"}, [&] {
     worker_.table = m_Tabella;
     worker_.add_new();
+    show_row();
     return Variant();
   });
 }
@@ -327,6 +354,7 @@ bool CData::Save() {
   failing.context = "CRecord-Save ";
   return guarded(failing, [&] {
     try {
+      bound_.save(worker_);
       worker_.update();
     } catch (Error& error) {
       if (is_duplicate_key(error)) error.description = kDuplicatedKey;
@@ -353,6 +381,16 @@ bool CData::ExecuteSQL(const std::string& StrSQL, std::int32_t Timeout, Ref<std:
   });
 }
 
+bool CData::ExecuteStoredProc(Ref<std::string> StoredProcName, const Variant::Array& pArray) {
+  return guarded({"ExecuteStoredProc"}, [&] {
+    worker_.ensure_open();
+    const std::string call = call_with_arguments(StoredProcName.value(), pArray);
+    StoredProcName.set(call);
+    worker_.open_procedure(call);
+    return true;
+  });
+}
+
 void CData::TransBegin() {
   guarded({"TransBegin"}, [&] { worker_.connection()->BeginTrans(); });
 }
@@ -364,6 +402,20 @@ void CData::TransRollBack() {
 }
 std::int32_t CData::GetLastRowID() {
   return guarded({"GetLastRowID"}, [&] { return worker_.last_row_id(); });
+}
+
+// --- Bound controls ----------------------------------------------------------------------------------------
+
+Variant CData::Bind(const Ptr<automation::Object>& MyControl, const std::string& Field,
+                    const std::string& Property) {
+  return guarded({"Bind"}, [&] {
+    bound_.bind(MyControl, Field, Property);
+    return Variant();
+  });
+}
+
+void CData::SetBound() {
+  guarded({"SetBound"}, [&] { show_row(); });
 }
 
 // --- Literals and version ----------------------------------------------------------------------------------

@@ -13,6 +13,7 @@
 #include "common/variant.h"
 #include "data/CError.h"
 #include "data/CRecorset.h"
+#include "data/bound_controls.h"
 
 namespace quarno {
 
@@ -125,10 +126,16 @@ class CData : public automation::Automation<CData> {
   bool Save();
   bool Delete();
   bool ExecuteSQL(const std::string& StrSQL, std::int32_t Timeout = 30, Ref<std::int32_t> ElabRec = {});
+  bool ExecuteStoredProc(Ref<std::string> StoredProcName, const Variant::Array& pArray);
   void TransBegin();
   void TransCommit();
   void TransRollBack();
   std::int32_t GetLastRowID();
+
+  // Bound controls
+  Variant Bind(const Ptr<automation::Object>& MyControl, const std::string& Field,
+               const std::string& Property = {});
+  void SetBound();
 
   // Literals and version
   std::string ParSQLStr(const std::string& pStr, bool WithTrim = true) const;
@@ -150,10 +157,15 @@ class CData : public automation::Automation<CData> {
   template <class Work>
   auto guarded(const Failing& failing, Work&& work) -> decltype(work());
   void report(const Failing& failing, const Error& error);
+  // Bound controls follow the current row.
+  void show_row() {
+    if (!bound_.is_empty() && worker_.is_recordset_open()) bound_.load(worker_);
+  }
   // m_LogPath counts from here on.
   void take_log_folder();
 
   data::CRecorset worker_;
+  data::BoundControls bound_;
   std::int16_t kind_ = -1;  // never set
   std::string user_;
   std::string password_;

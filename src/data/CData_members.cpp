@@ -231,11 +231,28 @@ constexpr Member kMembers[] = {
         "ExecuteSQL", {param("StrSQL"), param("Timeout", 30), param("ElabRec", 0)},
         "Runs a statement for at most Timeout seconds (0: no limit). ElabRec receives the rows "
         "changed. False when it fails."),
+    method<&CData::ExecuteStoredProc>(
+        "ExecuteStoredProc", {param("StoredProcName"), param("pArray")},
+        "Runs a stored procedure as the current query. The elements of pArray but the last are its "
+        "arguments, as they stand in the call: quoting is the host's (ParSQLStr). They are appended to "
+        "StoredProcName as \"( a,b )\"; an array of one element appends nothing. A procedure without rows "
+        "leaves the query closed. False when it fails."),
     method<&CData::TransBegin>("TransBegin", "Begins a transaction on the open connection."),
     method<&CData::TransCommit>("TransCommit", "Commits it."),
     method<&CData::TransRollBack>("TransRollBack", "Undoes it."),
     method<&CData::GetLastRowID>("GetLastRowID",
                                  "Number given to the last row added; -1 when there is none."),
+
+    method<&CData::Bind>(
+        "Bind", {param("MyControl"), param("Field"), param("Property", "")},
+        "Lets a control of the host's show a field, by the property given, else by \"Value\" when the "
+        "control has one, else by \"Text\"; fails with 438 when it has none. Selection, SelectionFast, "
+        "AddNew and the moves load it, Save stores it. The same control and property bound again follow "
+        "the other field. Always empty."),
+    method<&CData::SetBound>(
+        "SetBound",
+        "Loads the bound controls from the current row. A field that the query lacks fails with 3265, "
+        "once the others are loaded."),
 
     method<&CData::ParSQLStr>(
         "ParSQLStr", {param("pStr"), param("WithTrim", true)},

@@ -77,6 +77,14 @@ std::string CRecorset::composed_select(SelectParts parts) {
 
 void CRecorset::open_recordset(const std::string& statement) {
   ensure_open();
+  open_rows_of(statement, execute_options);
+}
+
+void CRecorset::open_procedure(const std::string& call) {
+  open_rows_of(call, ado::adCmdStoredProc | (execute_options & ado::adAsyncFetch));
+}
+
+void CRecorset::open_rows_of(const std::string& statement, std::int32_t options) {
   if (!recordset_) recordset_ = make<ado::Recordset>();
   close_recordset();
   recordset_->set_CursorType(cursor_type);
@@ -85,7 +93,7 @@ void CRecorset::open_recordset(const std::string& statement) {
   past_end_ = false;
   if (!connection_->is_open()) throw ado::model_error(ado::Model::invalid_connection);
   recordset_->set_ActiveConnection(Ptr<automation::Object>(connection_.get()));
-  recordset_->Open(statement, Variant(), ado::adOpenUnspecified, ado::adLockUnspecified, execute_options);
+  recordset_->Open(statement, Variant(), ado::adOpenUnspecified, ado::adLockUnspecified, options);
   // Only what has bookmarks can be cloned.
   const bool can_clone = recordset_->is_open() && recordset_->Supports(ado::adBookmark);
   clone_ = can_clone ? recordset_->Clone() : nullptr;
@@ -109,7 +117,14 @@ bool CRecorset::move_next() {
   ado::Recordset& rows = open_rows();
   past_end_ = false;
   if (rows.at_eof()) return false;
-  past_end_ = !rows.try_move_next();
+  try {
+    past_end_ = !rows.try_move_next();
+  } catch (const Error&) {
+    // The rows broke off: a host that walks to the end must get there. An edit that could not be saved is
+    // another matter.
+    past_end_ = rows.EditMode() == ado::adEditNone;
+    throw;
+  }
   return !past_end_;
 }
 
@@ -168,9 +183,13 @@ void CRecorset::set_field_value(std::string_view name, const Variant& value) {
   const ado::Column& info = recordset_->columns()[index];
   // The data source numbers it.
   if (info.auto_increment) return;
-  const auto stored = value_to_store(info.type, info.defined_size, value, platform::locale());
-  if (!stored) return;
-  recordset_->set_value(index, *stored);
+  if (is_stored_as_given(info.type, info.defined_size, value)) {
+    recordset_->set_value(index, value);
+  } else if (const auto stored = value_to_store(info.type, info.defined_size, value, platform::locale())) {
+    recordset_->set_value(index, *stored);
+  } else {
+    return;
+  }
   editing_ = true;
 }
 

@@ -44,6 +44,8 @@ class CRecorset {
   /// needed.
   std::string composed_select(SelectParts parts);
   void open_recordset(const std::string& statement);
+  /// Opens a procedure's call, on the connection as it is; without rows the recordset stays closed.
+  void open_procedure(const std::string& call);
   void close_recordset();
   bool is_recordset_open() const { return recordset_ && recordset_->is_open(); }
 
@@ -84,6 +86,7 @@ class CRecorset {
 
  private:
   bool settings_name_a_source();
+  void open_rows_of(const std::string& statement, std::int32_t options);
   void tell(const char* text) const;
   bool on_row() const { return recordset_ && recordset_->on_row(); }
   Variant value_or_substitute(std::size_t index) const;

@@ -30,13 +30,9 @@ std::optional<Variant> number_to_store(const Variant& value, const LocaleInfo& l
   return std::nullopt;
 }
 
-// The leading number of the text. What is a whole number already, and a text that is one exactly, need no
-// detour through a double, which holds fewer digits than a 64-bit number.
+// The leading number of the text. A text that is a whole number exactly needs no detour through a double,
+// which holds fewer digits than a 64-bit number.
 Variant whole_number_to_store(const Variant& value, const LocaleInfo& locale) {
-  if (value.is_null() || value.get_if<std::int16_t>() || value.get_if<std::int32_t>() ||
-      value.get_if<std::int64_t>()) {
-    return value;
-  }
   const std::string text = to_text(value, locale);
   if (const auto exact = Decimal::parse(text::trim(text))) return *exact;
   return leading_number(text);
@@ -76,8 +72,40 @@ Variant null_substitute(DataType type, bool init_date) {
   }
 }
 
+bool is_stored_as_given(DataType type, std::int64_t defined_size, const Variant& value) {
+  switch (type) {
+    case DataType::small_int:
+    case DataType::integer:
+    case DataType::tiny_int:
+    case DataType::unsigned_tiny_int:
+    case DataType::big_int:
+      return value.get_if<std::int32_t>() || value.get_if<std::int16_t>() || value.get_if<std::int64_t>() ||
+             value.is_null();
+    case DataType::single:
+    case DataType::real:
+    case DataType::currency:
+    case DataType::decimal:
+    case DataType::numeric:
+      return value.get_if<double>() || value.get_if<Currency>() || value.get_if<Decimal>();
+    case DataType::var_char:
+    case DataType::long_var_char:
+    case DataType::var_wchar:
+    case DataType::long_var_wchar: {
+      // Bytes are never fewer than characters: most texts need no counting.
+      const auto* const text = value.get_if<std::string>();
+      return text != nullptr ? static_cast<std::int64_t>(text->size()) <= defined_size : value.is_null();
+    }
+    case DataType::bstr:
+    case DataType::char_:
+    case DataType::wchar:
+    case DataType::boolean: return false;
+    default: return true;
+  }
+}
+
 std::optional<Variant> value_to_store(DataType type, std::int64_t defined_size, const Variant& value,
                                       const LocaleInfo& locale) {
+  if (is_stored_as_given(type, defined_size, value)) return value;
   switch (type) {
     case DataType::small_int:
     case DataType::integer:
@@ -100,9 +128,7 @@ std::optional<Variant> value_to_store(DataType type, std::int64_t defined_size, 
     case DataType::var_char:
     case DataType::long_var_char:
     case DataType::var_wchar:
-    case DataType::long_var_wchar:
-      if (value.is_null()) return value;
-      return Variant(cut(to_text(value, locale), defined_size));
+    case DataType::long_var_wchar: return Variant(cut(to_text(value, locale), defined_size));
     case DataType::boolean: {
       if (const bool* flag = value.get_if<bool>()) return Variant(*flag);
       const double number = is_numeric(value, locale) ? to_double(value, locale) : 0.0;

@@ -20,5 +20,7 @@ Variant null_substitute(ado::DataType type, bool init_date);
 /// in text and whole-number fields.
 std::optional<Variant> value_to_store(ado::DataType type, std::int64_t defined_size, const Variant& value,
                                       const LocaleInfo& locale);
+/// True when that is sure to be the value itself, which then need not be copied.
+bool is_stored_as_given(ado::DataType type, std::int64_t defined_size, const Variant& value);
 
 }  // namespace quarno::data

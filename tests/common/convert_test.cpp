@@ -18,18 +18,17 @@ TEST(Convert, EveryTypeByTheAutomationRules) {
   // clang-format off
   const struct { Variant value; const char *int16, *int64, *real, *boolean, *text; } rows[] = {
       {Variant(), "0", "0", "0", "0", ""}, {Variant::null(), "!94", "!94", "!94", "!94", "!94"},
-      {Variant::missing(), "!13", "!13", "!13", "!13", "!13"},
-      {Variant::Bytes{1}, "!13", "!13", "!13", "!13", "!13"},
+      {Variant::missing(), "!13", "!13", "!13", "!13", "!13"}, {Variant::Bytes{1}, "!13", "!13", "!13", "!13", "!13"},
       {Variant::Object{}, "!13", "!13", "!13", "!13", "!13"}, {true, "-1", "-1", "-1", "1", "True"},
       {false, "0", "0", "0", "0", "False"}, {std::uint8_t{200}, "200", "200", "200", "1", "200"},
       {std::int32_t{40000}, "!6", "40000", "40000", "1", "40000"},
       {std::numeric_limits<std::int64_t>::max(), "!6", "9223372036854775807", "9.2233720368547758e+18",
        "1", "9223372036854775807"},
-      {0.5, "0", "0", "0.5", "1", "0.5"}, {1.5, "2", "2", "1.5", "1", "1.5"},
-      {-2.5, "-2", "-2", "-2.5", "1", "-2.5"}, {32767.5, "!6", "32768", "32767.5", "1", "32767.5"},
-      {-32768.5, "-32768", "-32768", "-32768.5", "1", "-32768.5"},
-      {9.3e18, "!6", "!6", "9.3e+18", "1", "9.3E+18"}, {std::nan(""), "!6", "!6", "nan", "1", "NaN"},
-      {2.5f, "2", "2", "2.5", "1", "2.5"}, {Currency{35000}, "4", "4", "3.5", "1", "3.5"},
+      {0.5, "0", "0", "0.5", "1", "0.5"}, {1.5, "2", "2", "1.5", "1", "1.5"}, {-2.5, "-2", "-2", "-2.5", "1", "-2.5"},
+      {32767.5, "!6", "32768", "32767.5", "1", "32767.5"},
+      {-32768.5, "-32768", "-32768", "-32768.5", "1", "-32768.5"}, {9.3e18, "!6", "!6", "9.3e+18", "1", "9.3E+18"},
+      {std::nan(""), "!6", "!6", "nan", "1", "NaN"}, {2.5f, "2", "2", "2.5", "1", "2.5"},
+      {Currency{35000}, "4", "4", "3.5", "1", "3.5"},
       {Currency{std::numeric_limits<std::int64_t>::max()}, "!6", "922337203685478", "922337203685477.62",
        "1", "922337203685477.5807"},
       {Decimal::parse("-4.50").value(), "-4", "-4", "-4.5", "1", "-4.50"},
@@ -104,6 +103,11 @@ TEST(Convert, DatesAndTextsByTheLocale) {
     EXPECT_EQ(outcome([&] { return to_date(row.value, comma).days; }), row.days);
     EXPECT_EQ(is_numeric(row.value, comma), row.is_numeric) << row.days;
   }
+}
+
+TEST(Error, OfTheRunTimeSaysWhatItWasAbout) {
+  EXPECT_EQ(run_time_error(RunTime::file_not_found, "a.txt").description, "File not found: a.txt");
+  EXPECT_EQ(run_time_text(static_cast<RunTime>(1000)), "Application-defined or object-defined error");
 }
 
 }  // namespace

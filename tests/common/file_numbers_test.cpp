@@ -19,13 +19,9 @@ TEST(FileNumbers, LowestFreeNumberUntil255) {
     ASSERT_EQ(taken.back().value(), i);
   }
   EXPECT_EQ(test::error_of([] { return FileNumber::take(); }), 67);
-  taken[199].release();
-  taken[9].release();
-  taken[9].release();  // twice is harmless
-  FileNumber ten = FileNumber::take();
-  FileNumber other = FileNumber::take();
-  EXPECT_EQ(ten.value(), 10);
-  EXPECT_EQ(other.value(), 200);
+  for (const std::size_t i : {199, 9, 9}) taken[i].release();  // twice is harmless
+  FileNumber ten = FileNumber::take(), other = FileNumber::take();
+  EXPECT_TRUE(ten.value() == 10 && other.value() == 200);
   other = std::move(ten);  // gives 200 back, holds 10
   EXPECT_EQ(FileNumber::take().value(), 200);
   taken.clear();

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "ado/ado_error.h"
+#include "automation/host_object.h"
 #include "common/error.h"
 #include "platform/fake/fakes.h"
 #include "support/outcome.h"
@@ -12,6 +13,22 @@ namespace quarno {
 namespace {
 
 constexpr const char* kLog = "QuarnoLog.txt";
+
+// One property, which fails on demand.
+struct Control : automation::HostObject {
+  Control(const char* its_name, Variant value) : name(its_name), shown(std::move(value)) {}
+  Variant get(std::string_view asked) override { return place(asked); }
+  void put(std::string_view asked, const Variant& value) override { place(asked) = value; }
+  Variant call(std::string_view asked, std::span<Variant>) override { return place(asked); }
+  Variant& place(std::string_view asked) {
+    if (asked != name) throw run_time_error(RunTime::unknown_member);
+    if (fails) throw Error(1004, "Stuck", "Control");
+    return shown;
+  }
+  std::string_view name;
+  Variant shown;
+  bool fails = false;
+};
 
 class CDataTest : public ::testing::Test {
  protected:
@@ -240,6 +257,44 @@ TEST_F(CDataTest, TransactionsAndExecuteSql) {
   EXPECT_FALSE(data->IsConnectionOpen());
   EXPECT_TRUE(data->IsEof());
   EXPECT_TRUE(data->Refresh()) << "the next need opens it again";
+}
+
+TEST_F(CDataTest, BoundControlsFollowTheRowAndAreSaved) {
+  make_table();
+  for (int i = 1; i <= 2; ++i) add(i, i + 0.5);
+  current_error() = {};
+  const auto value = make<Control>("Value", Variant());
+  const auto day = make<Control>("Text", "x");
+  const auto text = make<Control>("Caption", Variant());
+  data->Bind(value, "V");
+  data->Bind(day, "D");
+  data->Bind(text, "NONE", "Caption");
+  EXPECT_EQ(current_error().number, 0) << "asking what a control has leaves no trace";
+  EXPECT_FALSE(data->Selection()) << "a field is lacking";
+  EXPECT_EQ(data->Err_Number(), ado::full_number(ado::Model::item_not_found));
+  data->Bind(text, "S", "Caption");
+  ASSERT_TRUE(data->Selection()) << "bound again, it follows the other field";
+  EXPECT_EQ(value->shown, Variant(1.5));
+  EXPECT_EQ(day->shown, Variant(""));
+  EXPECT_TRUE(data->MoveNext());
+  text->shown = "edited";
+  EXPECT_TRUE(data->Save()) << "no text is no date: " << data->Err_Description();
+  EXPECT_EQ(data->GetPound("S"), Variant("edite"));
+  value->fails = true;
+  data->Bind(make<Control>("Nothing", 1), "S");
+  EXPECT_EQ(data->Err_Number(), 438);
+  EXPECT_FALSE(data->Save() || data->Selection());
+  EXPECT_EQ(data->Err_Source() + data->Err_Description(), "ControlStuck");
+  EXPECT_TRUE(text->shown.is_empty()) << "the others are loaded all the same";
+}
+
+TEST_F(CDataTest, ADatabaseFileHasNoProcedures) {
+  std::string text = "P";
+  EXPECT_FALSE(data->ExecuteStoredProc(text, {"a", Variant(std::int32_t{2}), "c"}));
+  EXPECT_FALSE(data->ExecuteStoredProc(text, {"a"}));
+  EXPECT_EQ(text, "P( a,2 )");
+  EXPECT_EQ(data->Err_Description(), "This data source has no stored procedures.");
+  EXPECT_EQ(dialogs.boxes.at(0).substr(0, 20), "ExecuteStoredProc - ");
 }
 
 }  // namespace

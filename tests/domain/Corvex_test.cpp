@@ -6,6 +6,7 @@
 #include <tuple>
 
 #include "common/error.h"
+#include "domain/measured_text.h"
 #include "platform/fake/fakes.h"
 #include "support/temp_folder.h"
 
@@ -73,26 +74,23 @@ TEST_F(CorvexTest, AConditionThatIsNoTextGivesNoQuery) {
 
 TEST_F(CorvexTest, StatusCodesAreExact) {
   // Valid, substituted, and the flag in the export file, which is stored although the file cannot be written.
-  const std::tuple<const char*, bool, bool, const char*> rows[] = {
-      {"00", true, false, "S"},   {"VAL", true, false, "S"},  {"20", false, true, "N"},
-      {"AUX", false, true, "N"},  {"val", false, false, "N"}, {"aux", false, false, "N"},
-      {" 00", false, false, "N"}, {"", false, false, "N"},    {"X", false, false, "X"},
-      {"x", false, false, "N"}};
-  for (const auto& row : rows) {
-    std::string status = std::get<0>(row);
-    const bool valid = corvex_.Valido(status);
-    const bool substituted = corvex_.Sostitutivo(status);
+  const std::pair<std::string, const char*> rows[] = {
+      {"00", "10S"},  {"VAL", "10S"}, {"20", "01N"}, {"AUX", "01N"}, {"val", "00N"},
+      {"aux", "00N"}, {" 00", "00N"}, {"", "00N"},   {"X", "00X"},   {"x", "00N"}};
+  for (const auto& [code, expected] : rows) {
+    std::string status = code;
+    const int valid = corvex_.Valido(status), substituted = corvex_.Sostitutivo(status);
     corvex_.ScriviSarvia(folder_ / "none/x", "", "", 0, 0, 0, status, 0, 0, 0, 0);
-    EXPECT_EQ(row, std::tuple(std::get<0>(row), valid, substituted, status));
+    EXPECT_EQ(std::to_string(valid) + std::to_string(substituted) + status, expected) << code;
   }
 }
 
 TEST_F(CorvexTest, HalfHourLabels) {
-  const std::pair<CivilTime, const char*> rows[] = {{{2024, 1, 5, 10, 31}, "10.30"},
-                                                    {{2024, 1, 5, 10, 30, 59}, "10.00"},
-                                                    {{2024, 1, 5}, "00.00"},
-                                                    {{2024, 1, 5, 23, 59, 59}, "23.30"},
-                                                    {{2024, 1, 5, 9, 5}, "09.00"}};
+  // clang-format off
+  const std::pair<CivilTime, const char*> rows[] = {
+      {{2024, 1, 5, 10, 31}, "10.30"}, {{2024, 1, 5, 10, 30, 59}, "10.00"}, {{2024, 1, 5}, "00.00"},
+      {{2024, 1, 5, 23, 59, 59}, "23.30"}, {{2024, 1, 5, 9, 5}, "09.00"}};
+  // clang-format on
   for (const auto& [time, label] : rows)
     EXPECT_EQ(corvex_.UltimaMezzora(date_from_civil(time).value()), label);
   EXPECT_EQ(corvex_.UltimaMezzora(Date{-1.75}), "18.00");
@@ -118,15 +116,16 @@ TEST_F(CorvexTest, UsaCartellaMakesOneFolder) {
 
 TEST_F(CorvexTest, EventsGoToTheDaysFileOfTheirKind) {
   std::string others;  // kinds without a folder of their own share one
+  const std::string line = "05/01/2024 14.07.33 \xE8\r\n";
   const std::pair<std::int16_t, std::string> rows[] = {
-      {1, "Errori"},    {10, "Manutenzione"}, {11, "ManutenzionePLV"},
-      {12, "Taratura"}, {13, "TaraturaPLV"},  {2, "log"},
-      {0, "log"},       {14, "log"}};
+      {1, "Errori"}, {10, "Manutenzione"}, {11, "ManutenzionePLV"}, {12, "Taratura"}, {13, "TaraturaPLV"}};
   for (const auto& [kind, sub_folder] : rows) {
     corvex_.CorvexLog("è", kind, folder_.path());
-    const std::string before = sub_folder == "log" ? others : "";
-    EXPECT_EQ(bytes_of(folder_ / (sub_folder + "/05-gen24.txt")), before + "05/01/2024 14.07.33 \xE8\r\n");
-    if (sub_folder == "log") others += "05/01/2024 14.07.33 \xE8\r\n";
+    EXPECT_EQ(bytes_of(folder_ / (sub_folder + "/05-gen24.txt")), line);
+  }
+  for (const std::int16_t kind : std::initializer_list<std::int16_t>{2, 0, 14}) {
+    corvex_.CorvexLog("è", kind, folder_.path());
+    EXPECT_EQ(bytes_of(folder_ / "log/05-gen24.txt"), others += line);
   }
   clock_.time = date_from_civil({2024, 5, 31, 23, 59, 59}).value();
   corvex_.CorvexLog("", 1, folder_.path());
@@ -169,6 +168,24 @@ TEST_F(CorvexTest, FailuresAreSilent) {
   EXPECT_EQ(current_error().number, 0);
   EXPECT_EQ(bytes_of(folder_ / "x"), "");  // opened before the write failed
   EXPECT_FALSE(std::filesystem::exists(folder_ / "none"));
+}
+
+TEST(MeasuredText, EitherDecimalSignInEitherLocale) {
+  const LocaleInfo point;
+  const LocaleInfo comma = platform::fake::FixedLocale::italian();
+  // clang-format off
+  const struct { const char* text; double in_point; double in_comma; } rows[] = {
+      {"2,50", 2.5, 2.5}, {"2.50", 2.5, 2.5}, {"  -3.75 ", -3.75, -3.75}, {"-3,75", -3.75, -3.75},
+      {"1000", 1000, 1000}, {"1.0", 1, 1}, {"1,00", 1, 1}, {"1.", 1, 1}, {"0", 0, 0}, {"0.0", 0, 0},
+      {"0,500", 0.5, 0.5}, {"10.20", 10.2, 10.2}, {"", 0, 0}, {"   ", 0, 0}, {"abc", 0, 0}, {"12 mg", 0, 0},
+      {"1.2.3", 0, 0}, {"1.234,5", 0, 0}, {"1,234.5", 0, 0}, {"1.5 0", 1.5, 1.5}, {".5", 5, 0.5},
+      {"+1.5", 15, 1.5}, {"007", 7, 7}, {"1.5E+21", 1.5e21, 1.5e21},
+  };
+  // clang-format on
+  for (const auto& row : rows) {
+    EXPECT_EQ(domain::measured_number(row.text, point), row.in_point) << row.text;
+    EXPECT_EQ(domain::measured_number(row.text, comma), row.in_comma) << row.text;
+  }
 }
 
 }  // namespace

@@ -32,8 +32,10 @@ const std::string kLong = [] {
   return text;
 }();
 const std::vector<Variant> kTexts = {"perché 🙂", "", "'; DROP--"};
-const std::vector<Variant> kDays = {Date{42009.0}, Date{-1000.0}};
-const std::vector<Variant> kMoments = {kMoment, kFraction, Date{0.25}};
+const Variant kFirst = date_from_civil({100, 1, 1, 23, 59, 59, 125000}).value();
+const Variant kLast = date_from_civil({9999, 12, 31, 23, 59, 59, 875000}).value();
+const std::vector<Variant> kDays = {Date{42009.0}, Date{-1000.0}, Date{-657434.0}, Date{2958465.0}};
+const std::vector<Variant> kMoments = {kMoment, kFraction, Date{0.25}, kFirst, kLast};
 const std::vector<Variant> kReals = {0.1, -1e300, 34558.0, 1.0 / 3, 1.7976931348623157e308};
 const std::vector<Variant> kBlobs = {kBlob, Variant::Bytes{}, Variant::Bytes{0}};
 
@@ -50,6 +52,10 @@ constexpr const char* kRecursiveEnd = ") SELECT x FROM c) s";
 constexpr const char* kEndless =
     "WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c) SELECT max(x) FROM c";
 constexpr const char* kOdbc = "QuarnoFwk ODBC Provider";
+const std::vector<const char*> kSqliteTriggers = {
+    "CREATE TRIGGER {t}a AFTER INSERT ON {t} BEGIN INSERT INTO {l} (V) VALUES (NEW.V); UPDATE {t} SET W = 7 "
+    "WHERE ID = NEW.ID; END",
+    "CREATE TRIGGER {t}b AFTER UPDATE OF V ON {t} BEGIN INSERT INTO {l} (V) VALUES (NEW.V); END"};
 
 const std::vector<ColumnRow> kEmbeddedColumns = with_integers(
     {{"BOOLEAN", DataType::boolean, 2, kNoDecimals, false, {true, false}},
@@ -58,14 +64,19 @@ const std::vector<ColumnRow> kEmbeddedColumns = with_integers(
      {"DOUBLE", DataType::real, 8, kNoDecimals, kZero, kReals},
      {"CURRENCY", DataType::currency, 8, kNoDecimals, kNone, {Currency{140000}, Currency{INT64_MIN}}},
      {"DECIMAL(20,4)", DataType::numeric, 19, 4, kZero, {kLargest, kSmallest}},
-     {"DATETIME", DataType::date, 8, kNoDecimals, kNone, {kMoment, kFraction, Date{42009.0}, Date{0.25}}},
+     {"DATETIME",
+      DataType::date,
+      8,
+      kNoDecimals,
+      kNone,
+      {kMoment, kFraction, Date{42009.0}, Date{0.25}, kFirst, kLast}},
      {"VARCHAR(50)", DataType::var_wchar, 50, kNoDecimals, kNone, kTexts},
      {"LONGTEXT", DataType::long_var_wchar, 536870910, kNoDecimals, kNone, {kLong, ""}},
      {"LONGBLOB", DataType::long_var_binary, 1073741823, kNoDecimals, kNone, kBlobs},
      {"GUID", DataType::guid, 16, kNoDecimals, kNone, {"{0000000A-0000-4000-8000-000000000001}"}}});
 const Database kEmbedded = {{std::nullopt, "a.db", nullptr, "QuarnoFwk Desktop Engine"},
                             {kRecursive, kRecursiveEnd, "'é' || x", "LONGTEXT", "\"\""},
-                            {"", "", false},
+                            {"\"", "INTEGER PRIMARY KEY AUTOINCREMENT", false, kSqliteTriggers},
                             {kEndless, "", "Unrecognized database format", ""},
                             kEmbeddedColumns};
 
@@ -76,13 +87,13 @@ const std::vector<ColumnRow> kSqliteDriverColumns = with_integers(
      // The driver has no exact numbers: the text comes back.
      {"DECIMAL(20,4)", DataType::var_char, 20, kNoDecimals, "", {"12.5", "-1"}},
      {"DATE", DataType::db_date, 6, kNoDecimals, kNone, kDays},
-     {"TIMESTAMP", DataType::db_timestamp, 16, 0, kNone, {kMoment, kFraction, Date{2.0}}},
+     {"TIMESTAMP", DataType::db_timestamp, 16, 0, kNone, {kMoment, kFraction, Date{2.0}, kFirst, kLast}},
      {"VARCHAR(50)", DataType::var_char, 50, kNoDecimals, "", kTexts},
      {"TEXT", DataType::long_var_char, kLongest, kNoDecimals, kNone, {kLong, ""}},
      {"BLOB", DataType::long_var_binary, kLongest, kNoDecimals, kNone, {kBlob, Variant::Bytes{0}}}});
 const Database kSqliteDriver = {{std::nullopt, "a.db", "SQLite3", kOdbc},
                                 {kRecursive, kRecursiveEnd, "'é' || x", "TEXT", "\"\""},
-                                {"\"", "INTEGER PRIMARY KEY AUTOINCREMENT", false},
+                                {"\"", "INTEGER PRIMARY KEY AUTOINCREMENT", false, kSqliteTriggers},
                                 {kEndless, "", "connect failed", ""},
                                 kSqliteDriverColumns};
 
@@ -107,7 +118,12 @@ const std::vector<ColumnRow> kMariaDbColumns = with_integers(
 const Database kMariaDb = {
     {Server::Kind::mariadb, kServerDatabase, "MariaDB Unicode", kOdbc},
     {"(SELECT CAST(seq AS INTEGER) AS x FROM seq_1_to_", ") s", "CONCAT('é', x)", "LONGTEXT", "''"},
-    {"`", "INTEGER AUTO_INCREMENT PRIMARY KEY", true},
+    {"`",
+     "INTEGER AUTO_INCREMENT PRIMARY KEY",
+     true,
+     {"CREATE TRIGGER {t}a BEFORE INSERT ON {t} FOR EACH ROW SET NEW.W = 7",
+      "CREATE TRIGGER {t}b AFTER INSERT ON {t} FOR EACH ROW INSERT INTO {l} (V) VALUES (NEW.V)",
+      "CREATE TRIGGER {t}c AFTER UPDATE ON {t} FOR EACH ROW INSERT INTO {l} (V) VALUES (NEW.V)"}},
     {"SELECT SLEEP(5)", "Access denied", "Unknown database", "Can't connect"},
     kMariaDbColumns};
 
@@ -127,7 +143,13 @@ const std::vector<ColumnRow> kPostgreSqlColumns = with_integers(
 const Database kPostgreSql = {
     {Server::Kind::postgresql, "postgres", "PostgreSQL Unicode", kOdbc},
     {"generate_series(1, ", ") s(x)", "'é' || x", "TEXT", nullptr},
-    {"\"", "SERIAL PRIMARY KEY", false},
+    {"\"",
+     "SERIAL PRIMARY KEY",
+     false,
+     {"CREATE FUNCTION {t}f() RETURNS trigger LANGUAGE plpgsql AS $$BEGIN INSERT INTO {l} (V) VALUES "
+      "(NEW.V); "
+      "IF TG_OP = 'INSERT' THEN UPDATE {t} SET W = 7 WHERE ID = NEW.ID; END IF; RETURN NULL; END$$",
+      "CREATE TRIGGER {t}a AFTER INSERT OR UPDATE OF V ON {t} FOR EACH ROW EXECUTE FUNCTION {t}f()"}},
     {"SELECT pg_sleep(5)", "password authentication failed", "does not exist", "Connection refused"},
     kPostgreSqlColumns};
 
@@ -142,7 +164,7 @@ const Database kSqlServer = {
      ") CAST(ROW_NUMBER() OVER (ORDER BY (SELECT 1)) AS INT) AS x FROM sys.all_columns a CROSS JOIN "
      "sys.all_columns b) s",
      "CONCAT(NCHAR(233), x)", "NVARCHAR(MAX)", nullptr},
-    {"\"", "INT IDENTITY PRIMARY KEY", true},
+    {"\"", "INT IDENTITY PRIMARY KEY", true, {}},
     {"WAITFOR DELAY '00:00:05'", "Login failed", "", ""},
     kSqlServerColumns};
 
@@ -151,7 +173,7 @@ const std::vector<ColumnRow> kOracleColumns = {
 const Database kOracle = {
     {std::nullopt, "", "Oracle", kOdbc},
     {"(SELECT LEVEL AS x FROM dual CONNECT BY LEVEL <= ", ") s", "UNISTR('\\00e9') || x", "CLOB", nullptr},
-    {"\"", "", false},
+    {"\"", "", false, {}},
     {"BEGIN DBMS_SESSION.SLEEP(5); END;", "ORA-01017", "", ""},
     kOracleColumns};
 
@@ -181,9 +203,7 @@ std::vector<const Engine*> engines(Choose choose) {
     if (engine.real_server != nullptr && std::getenv(engine.real_server) == nullptr) continue;
     const bool served = engine.database->server.has_value();
     if (!served && (choose == Choose::servers || choose == Choose::one_a_server)) continue;
-    if (choose == Choose::one_a_driver &&
-        (engine.database->driver == nullptr || engine.real_server != nullptr))
-      continue;
+    if (choose == Choose::one_of_ours && engine.real_server != nullptr) continue;
     const bool again = !result.empty() && result.back()->database == engine.database;
     if (again && choose != Choose::all && choose != Choose::distinct && choose != Choose::servers) continue;
     // They differ from kind 0 in how a table is named and in nothing else.

@@ -43,6 +43,8 @@ struct Keys {
   const char* quote;       // about a name
   const char* identity;    // what a column is that numbers its rows
   bool loses_on_deadlock;  // the whole transaction
+  /// On a table {t}: a row that is added gets 7 in its W, each one added or changed in V leaves a row in {l}.
+  std::vector<const char*> triggers;
 };
 struct Refusals {
   const char* slow;  // a statement of 5 s and more
@@ -62,7 +64,7 @@ struct Engine {
   const char* real_server = nullptr;  // the variable that names it
 };
 
-enum class Choose { all, distinct, one_a_database, one_a_driver, servers, one_a_server };
+enum class Choose { all, distinct, one_a_database, one_of_ours, servers, one_a_server };
 std::vector<const Engine*> engines(Choose choose);
 
 /// What a connection is made with, where it is not the usual.

@@ -1,14 +1,8 @@
 // Feeds an entry point its seeds and mutations of them. Deterministic: a failure comes again.
-#include <cstdint>
 #include <cstdio>
 #include <random>
-#include <string>
-#include <vector>
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
-/// Seeds of the entry point and how many mutations they get, written in its own file.
-extern const std::vector<std::string> kSeeds;
-extern const int kMutations;
+#include "fuzz/fuzz.h"
 
 namespace {
 

@@ -1,13 +1,10 @@
 // Lines out of any bytes: nothing is lost or made up, however the file hands its bytes out.
 #include <algorithm>
 #include <cstring>
-#include <string>
-#include <vector>
 
+#include "fuzz/fuzz.h"
 #include "util/line_source.h"
 
-extern const std::vector<std::string> kSeeds;
-extern const int kMutations;
 const int kMutations = 2'000;
 const std::vector<std::string> kSeeds = {"a;b;;c\r\nx\ry\n\r\n", "x;y\n\nz\n", std::string("n\0u\0l\n", 6),
                                          "\r\r\n\n\r"};
@@ -34,8 +31,8 @@ class Trickle : public quarno::platform::File {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::string bytes(reinterpret_cast<const char*>(data), size);
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::string bytes(text_of(data, size));
   quarno::util::LineSource unix_lines(std::make_unique<Trickle>(bytes));
   std::string joined;
   while (const auto line = unix_lines.line_to_lf()) joined.append(*line).push_back('\n');

@@ -17,16 +17,11 @@ std::string text_for(const std::string& text, std::string_view driver, std::int3
 }
 
 TEST(DriverText, WordsAreWrittenTheWayTheDriverReadsThem) {
-  const struct {
-    const char* text;
-    const char* driver;
-    const char* expected;
-  } rows[] = {
+  // clang-format off
+  const struct { const char* text; const char* driver; const char* expected; } rows[] = {
       {"pwd=x;Driver={Some};Provider=MSDASQL;Data Source=y", "Some", "Driver={Some};pwd=x;"},
-      {"DSN=a;UID=;PWD=;DATABASE=", "", "DSN=a;DATABASE=;"},
-      {"DSN=a;PWD={p;w}}d=1{}", "", "DSN=a;PWD={p;w}}d=1{};"},
-      {"DSN=a;PWD={p;w}}d=1{}", "/x/libtdsodbc.so",
-       "DSN=a;PWD={p;w}d=1{};TDS_Version=7.4;ClientCharset=UTF-8;"},
+      {"DSN=a;UID=;PWD=;DATABASE=", "", "DSN=a;DATABASE=;"}, {"DSN=a;PWD={p;w}}d=1{}", "", "DSN=a;PWD={p;w}}d=1{};"},
+      {"DSN=a;PWD={p;w}}d=1{}", "/x/libtdsodbc.so", "DSN=a;PWD={p;w}d=1{};TDS_Version=7.4;ClientCharset=UTF-8;"},
       {"DSN=a;PWD=' x'", "", "DSN=a;PWD={ x};"},
       {"DSN=a;TDS_Version=7.2", "FreeTDS", "DSN=a;TDS_Version=7.2;ClientCharset=UTF-8;"},
       {"DSN=a;OPTION=16", "MySQL ODBC 3.51 Driver", "DSN=a;OPTION=18;CHARSET=utf8mb4;"},
@@ -34,44 +29,36 @@ TEST(DriverText, WordsAreWrittenTheWayTheDriverReadsThem) {
        "DSN=a;BoolsAsChar=1;MaxVarcharSize=10485760;MaxLongVarcharSize=1073741824;ConnSettings=SET "
        "client_encoding TO 'UTF8';"},
   };
+  // clang-format on
   for (const auto& row : rows) EXPECT_EQ(text_for(row.text, row.driver), row.expected) << row.text;
   EXPECT_NE(text_for("DSN=a", "libmaodbc.so", 7).find("CONN_TIMEOUT=7;"), std::string::npos);
   EXPECT_EQ(test::error_of([] { return text_for("DSN=a;PWD='x};y'", "FreeTDS"); }), ado::kUnspecified);
 }
 
 TEST(DescribedColumn, AnotherNameIsToldFromAColumn) {
-  const struct {
-    const char* statement;
-    bool expected;
-  } rows[] = {
-      {"SELECT a, b FROM t WHERE a = 1 ORDER BY b, a", false},
-      {"select distinct T.A,[b] from T", false},
-      {"SELECT * FROM a WHERE a > 2", false},
-      {"SELECT aa, b AS ba, a+1 FROM t", false},
-      {"SELECT b AS a FROM t", true},
-      {"SELECT b\n A, c FROM t", true},
-      {"SELECT \"b\" \"a\" FROM t", true},
-      {"SELECT (b) a FROM t", true},
-      {"SELECT a, b AS a", true},
+  // clang-format off
+  const struct { const char* statement; bool expected; } rows[] = {
+      {"SELECT a, b FROM t WHERE a = 1 ORDER BY b, a", false}, {"select distinct T.A,[b] from T", false},
+      {"SELECT * FROM a WHERE a > 2", false}, {"SELECT aa, b AS ba, a+1 FROM t", false},
+      {"SELECT b AS a FROM t", true}, {"SELECT b\n A, c FROM t", true}, {"SELECT \"b\" \"a\" FROM t", true},
+      {"SELECT (b) a FROM t", true}, {"SELECT a, b AS a", true},
   };
+  // clang-format on
   for (const auto& row : rows) EXPECT_EQ(is_alias(row.statement, "a"), row.expected) << row.statement;
 }
 
 TEST(Diagnosis, BecomesAnErrorOfTheModel) {
-  const struct {
-    Diagnosis diagnosis;
-    int number;
-    const char* state;
-  } rows[] = {
+  // clang-format off
+  const struct { Diagnosis diagnosis; int number; const char* state; } rows[] = {
       {{"23000", 2627, "[FreeTDS][SQL Server]Violation of PRIMARY KEY"}, ado::kIntegrityViolation, "23505"},
       {{"23000", 2601, "[FreeTDS][SQL Server]Cannot insert duplicate"}, ado::kIntegrityViolation, "23505"},
       {{"23000", 547, "[FreeTDS][SQL Server]conflicted"}, ado::kIntegrityViolation, "23000"},
       {{"42000", 18456, "[FreeTDS][SQL Server]Login failed for user 'x'."}, ado::kLoginFailed, "28000"},
       {{"HYT00", 0, "[FreeTDS][SQL Server]Timeout expired"}, ado::kTimeoutExpired, "HYT00"},
       {{"22001", 8152, "would be truncated"}, -2147217833, "22001"},
-      {{"08S01", 1, "lost"}, ado::kUnspecified, "08S01"},
-      {{"42000", 1, "syntax"}, ado::kErrorsInCommand, "42000"},
+      {{"08S01", 1, "lost"}, ado::kUnspecified, "08S01"}, {{"42000", 1, "syntax"}, ado::kErrorsInCommand, "42000"},
   };
+  // clang-format on
   for (const auto& row : rows) {
     const Error error = error_from(row.diagnosis, {}, "SELECT");
     EXPECT_EQ(error.number, row.number) << row.diagnosis.text;

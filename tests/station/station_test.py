@@ -161,17 +161,14 @@ class StationTest(unittest.TestCase):
         self.assertEqual(self.import_file(good).returncode, 0)
         before = stored(self.db)
         rows = [
-            (self.folder / "missing.csv", "no such file"),
-            (self.folder, "is no file"),
-            (self.written(b"", "empty.csv"), "is empty"),
-            (self.written(b"A,B\n\n", "header.csv"), "holds no rows"),
+            (self.folder / "missing.csv", "no such file"), (self.folder, "is no file"),
+            (self.written(b"", "empty.csv"), "is empty"), (self.written(b"A,B\n\n", "header.csv"), "holds no rows"),
             (self.written(b"A,\n1,2\n", "unnamed.csv"), "parameter name"),
             (self.written(b"A,O'B\n1,2\n", "quote.csv"), "apostrophe"),
             (self.written(b"A,B\n1,2\r3,4\n", "mixed.csv"), "line ends"),
             (self.written(b"N,N\n1,2\n", "twice.csv"), "Duplicated Key!"),
             # A year of new parameters before the one that is there: the whole file must go.
-            (self.written(b"X,NOX\n" + b"1,2\n" * 8760, "again.csv"), "Duplicated Key!"),
-            (good, "Duplicated Key!"),
+            (self.written(b"X,NOX\n" + b"1,2\n" * 8760, "again.csv"), "Duplicated Key!"), (good, "Duplicated Key!"),
         ]
         for csv, message in rows:
             with self.subTest(csv.name):

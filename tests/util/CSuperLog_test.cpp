@@ -89,15 +89,13 @@ TEST_F(CSuperLogTest, The256thOpenLogFails) {
   std::vector<Ptr<CSuperLog>> logs;
   for (int i = 1; i <= 255; ++i) {
     logs.push_back(make_log(std::to_string(i)));
-    ASSERT_TRUE(logs.back()->OpenLog());
-    ASSERT_EQ(logs.back()->FileNumber(), i);
+    ASSERT_TRUE(logs.back()->OpenLog() && logs.back()->FileNumber() == i);
   }
   EXPECT_EQ(recorded(log_->OpenLog()), "Errore di apertura del file di LOG " + path_);
   EXPECT_EQ(log_->FileNumber(), 0);
   logs[149] = nullptr;  // released while open
   logs[99]->CloseLog();
-  EXPECT_TRUE(log_->OpenLog());
-  EXPECT_EQ(log_->FileNumber(), 100);
+  EXPECT_TRUE(log_->OpenLog() && log_->FileNumber() == 100);
   EXPECT_EQ(FileNumber::take().value(), 150);
 }
 
@@ -118,8 +116,7 @@ TEST_F(CSuperLogTest, WriteAndCloseFailuresHaveTheirOwnTexts) {
 }
 
 TEST_F(CSuperLogTest, VersionFollowsTheLocale) {
-  platform::fake::FixedLocale point{LocaleInfo{}};
-  platform::fake::FixedLocale comma(platform::fake::FixedLocale::italian());
+  platform::fake::FixedLocale point{LocaleInfo{}}, comma(platform::fake::FixedLocale::italian());
   const platform::ScopedPort<platform::Locale> outer(point);
   EXPECT_EQ(log_->version(), "1.0.1");
   const platform::ScopedPort<platform::Locale> inner(comma);

@@ -7,7 +7,7 @@
 #include <limits>
 #include <string>
 
-#include "common/date.h"
+#include "common/date_text.h"
 
 namespace quarno::ado {
 namespace {
@@ -303,14 +303,39 @@ IsoText iso_text(Date value, bool with_time) {
 
 }  // namespace
 
-void ColumnData::append_date_text(Date value, std::string_view text) {
-  append(value);
+namespace {
+
+// A text just as iso_text writes it; nothing for any other.
+std::optional<Date> date_of_iso_text(std::string_view text) {
+  constexpr std::string_view kPattern = "0000-00-00 00:00:00";
+  if (text.size() != 10 && text.size() != kPattern.size()) return std::nullopt;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const bool fits = kPattern[i] == '0' ? text[i] >= '0' && text[i] <= '9' : text[i] == kPattern[i];
+    if (!fits) return std::nullopt;
+  }
+  const auto two = [&](std::size_t at) { return (text[at] - '0') * 10 + (text[at + 1] - '0'); };
+  CivilTime t{two(0) * 100 + two(2), two(5), two(8)};
+  if (t.year < 1000) return std::nullopt;
+  if (text.size() > 10) {
+    t.hour = two(11);
+    t.minute = two(14);
+    t.second = two(17);
+  }
+  return date_from_civil(t);
+}
+
+}  // namespace
+
+bool ColumnData::append_date_text(std::string_view text) {
+  const std::optional<Date> usual = date_of_iso_text(text);
+  const std::optional<Date> date = usual ? usual : parse_date(text, LocaleInfo{});
+  if (!date) return false;
+  append_date(*date);
   // Kept once for all dates that are written the way the first one is.
-  const IsoText usual = iso_text(value, text.size() > 10);
-  const bool is_usual = text == std::string_view(usual.text.data(), usual.length);
-  const DateText form = !is_usual ? DateText::none : usual.length > 10 ? DateText::second : DateText::day;
+  const DateText form = !usual ? DateText::none : text.size() > 10 ? DateText::second : DateText::day;
   if (row_count_ == 1) date_text_ = form;
   if (form == DateText::none || form != date_text_) keep_source_value(text);
+  return true;
 }
 
 Variant ColumnData::source_value(std::size_t row) const {

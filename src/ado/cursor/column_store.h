@@ -56,8 +56,9 @@ class ColumnData {
   void append_integers(std::span<const std::int64_t> values, const std::int64_t* lengths);
   void append_reals(std::span<const double> values, const std::int64_t* lengths);
   void append_texts(const char* texts, std::size_t width, std::span<const std::int64_t> lengths);
-  /// A date that the data source keeps as this text, which alone finds the row again.
-  void append_date_text(Date value, std::string_view text);
+  /// A date that the data source keeps as this text, which alone finds the row again. False, and nothing is
+  /// appended, when it is no date.
+  bool append_date_text(std::string_view text);
 
   /// Remembers for the row appended last what the data source itself holds, where reading changed it: only
   /// that finds the row again.

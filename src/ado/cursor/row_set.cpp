@@ -1,5 +1,7 @@
 #include "ado/cursor/row_set.h"
 
+#include <algorithm>
+
 namespace quarno::ado {
 namespace {
 
@@ -35,6 +37,8 @@ RowSet::RowSet(std::unique_ptr<Rows> source)
       names_(names_of(columns_)),
       base_table_(table_of(columns_)),
       store_(types_of(columns_)) {
+  has_origin_ = std::any_of(columns_.begin(), columns_.end(),
+                            [](const Column& column) { return !column.base_table.empty(); });
   names_differ_ = !columns_.empty();
   for (std::size_t i = 0; i < columns_.size() && names_differ_; ++i) {
     names_differ_ = names_.find(columns_[i].name) == static_cast<std::int32_t>(i);
@@ -53,18 +57,27 @@ const Variant* RowSet::changed_value(std::size_t row, std::size_t column) const 
 }
 
 Variant RowSet::source_value(std::size_t row, std::size_t column) const {
+  if (!pending_.empty()) {
+    const auto found = pending_.find(row);
+    if (found != pending_.end() && found->second.before.contains(column)) {
+      const std::optional<Variant>& before = found->second.before.at(column);
+      return before ? *before : store_.column(column).source_value(row);
+    }
+  }
   const Variant* const changed = changed_.empty() ? nullptr : changed_value(row, column);
   return changed != nullptr ? *changed : store_.column(column).source_value(row);
 }
 
-template <class Read>
-bool RowSet::read(const Read& next) {
+// What came before a failure is kept: the failure is raised when more is asked for.
+template <class Read, class Keep>
+bool RowSet::read(const Read& next, const Keep& keep) {
   if (failure_) throw Error(*failure_);
   if (source_ == nullptr) return false;
   try {
     if (next()) return true;
   } catch (const Error& error) {
     failure_ = error;
+    if (keep()) return true;
     throw;
   }
   source_.reset();
@@ -72,21 +85,80 @@ bool RowSet::read(const Read& next) {
 }
 
 bool RowSet::load(std::size_t limit) {
-  return read([&] { return source_->fetch(store_, limit) > 0; });
+  const std::size_t before = store_.row_count();
+  return read([&] { return source_->fetch(store_, limit) > 0; }, [&] { return store_.row_count() > before; });
 }
 
 bool RowSet::replace(std::size_t limit) {
-  return read([&] {
-    if (!next_store_) next_store_.emplace(types_of(columns_));
-    next_store_->clear();
-    if (source_->fetch(*next_store_, limit) == 0) return false;
+  if (!next_store_) next_store_.emplace(types_of(columns_));
+  next_store_->clear();
+  const auto keep = [&] {
+    if (next_store_->row_count() == 0) return false;
     std::swap(store_, *next_store_);
     return true;
-  });
+  };
+  return read([&] { return source_->fetch(*next_store_, limit) > 0 && keep(); }, keep);
 }
 
 void RowSet::change(std::size_t row, std::size_t column, Variant value) {
   changed_.insert_or_assign(row * columns_.size() + column, std::move(value));
+}
+
+Variant RowSet::original_value(std::size_t row, std::size_t column) const {
+  const auto found = pending_.find(row);
+  if (found == pending_.end() || !found->second.before.contains(column)) return value(row, column);
+  const std::optional<Variant>& before = found->second.before.at(column);
+  return before ? *before : store_.column(column).value(row);
+}
+
+std::size_t RowSet::append(std::span<const Variant> values, const std::vector<bool>& assigned) {
+  for (std::size_t i = 0; i < columns_.size(); ++i) {
+    assigned[i] ? store_.column(i).append(values[i]) : store_.column(i).append_null();
+  }
+  return row_count() - 1;
+}
+
+void RowSet::stage_new(std::size_t row, std::vector<bool> assigned) {
+  pending_[row] = {.kind = adRecNew, .assigned = std::move(assigned), .before = {}};
+}
+
+void RowSet::stage_change(std::size_t row, std::size_t column, Variant value) {
+  const auto [place, fresh] = pending_.try_emplace(row);
+  Pending& pending = place->second;
+  if (fresh) pending.assigned.assign(columns_.size(), false);
+  pending.assigned[column] = true;
+  if (pending.kind == adRecModified) {
+    const Variant* const changed = changed_.empty() ? nullptr : changed_value(row, column);
+    pending.before.try_emplace(column, changed != nullptr ? std::optional(*changed) : std::nullopt);
+  }
+  change(row, column, std::move(value));
+}
+
+void RowSet::stage_delete(std::size_t row) {
+  const auto found = pending_.find(row);
+  const bool was_new = found != pending_.end() && found->second.kind == adRecNew;
+  mark_deleted(row);
+  // The source never knew of a row that was added and deleted here.
+  if (was_new) return static_cast<void>(pending_.erase(found));
+  if (found == pending_.end()) pending_[row].assigned.assign(columns_.size(), false);
+  pending_[row].kind = adRecDeleted;
+}
+
+void RowSet::undo(std::size_t row) {
+  Pending& pending = pending_.at(row);
+  for (auto& [column, before] : pending.before) {
+    if (before) {
+      change(row, column, std::move(*before));
+    } else {
+      changed_.erase(row * columns_.size() + column);
+    }
+  }
+  if (pending.kind == adRecNew) mark_deleted(row);
+  if (pending.kind == adRecDeleted) {
+    deleted_[row] = false;
+    --deleted_count_;
+  }
+  pending_.erase(row);
 }
 
 void RowSet::mark_deleted(std::size_t row) {

@@ -4,8 +4,10 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -44,6 +46,8 @@ class RowSet {
   }
   /// The one table that columns come from; empty when there are none or several.
   const std::string& base_table() const { return base_table_; }
+  /// Whether a column comes from a table at all.
+  bool has_origin() const { return has_origin_; }
   ColumnStore& store() { return store_; }
 
   /// Deleted rows included.
@@ -56,16 +60,40 @@ class RowSet {
     }
     return store_.column(column).value(row);
   }
-  /// The same as the data source itself holds it.
+  /// The same as the data source itself holds it, whatever is pending.
   Variant source_value(std::size_t row, std::size_t column) const;
+
+  /// What was read, before what is pending.
+  Variant original_value(std::size_t row, std::size_t column) const;
 
   /// What an update stored at the source.
   void change(std::size_t row, std::size_t column, Variant value);
   void mark_deleted(std::size_t row);
+  /// A row of its own, behind the others; its number.
+  std::size_t append(std::span<const Variant> values, const std::vector<bool>& assigned);
+
+  // Changes that are kept here until a batch is sent.
+
+  struct Pending {
+    RecordStatus kind = adRecModified;  // adRecNew, adRecModified or adRecDeleted
+    std::vector<bool> assigned;         // the columns that are to be written
+    // What stood in changed columns; nothing where that is what was read.
+    std::unordered_map<std::size_t, std::optional<Variant>> before;
+    std::int32_t failure = adRecOK;  // status bits of the last attempt
+  };
+  const std::map<std::size_t, Pending>& pending() const { return pending_; }
+  void stage_new(std::size_t row, std::vector<bool> assigned);
+  void stage_change(std::size_t row, std::size_t column, Variant value);
+  void stage_delete(std::size_t row);
+  void note_failure(std::size_t row, RecordStatus failure) { pending_.at(row).failure = failure; }
+  /// The source holds it now.
+  void confirm(std::size_t row) { pending_.erase(row); }
+  /// As if it had not been changed.
+  void undo(std::size_t row);
 
  private:
-  template <class Read>
-  bool read(const Read& next);
+  template <class Read, class Keep>
+  bool read(const Read& next, const Keep& keep);
   std::int32_t look_up(std::string_view name) const;
   const Variant* changed_value(std::size_t row, std::size_t column) const;
 
@@ -76,11 +104,13 @@ class RowSet {
   bool names_differ_ = false;
   mutable std::size_t asked_last_ = 0;
   std::string base_table_;
+  bool has_origin_ = false;
   ColumnStore store_;
   std::optional<ColumnStore> next_store_;             // of a result that is walked in blocks; changes places
   std::unordered_map<std::size_t, Variant> changed_;  // by row * columns + column, over the store
   std::vector<bool> deleted_;                         // empty until a row is deleted
   std::size_t deleted_count_ = 0;
+  std::map<std::size_t, Pending> pending_;  // by row
 };
 
 }  // namespace quarno::ado

@@ -22,6 +22,8 @@ struct Dbms {
   /// attribute.
   std::string_view timeout_statement = {};
   std::int64_t timeout_units = 1;  // in a second
+  /// One execution writes many rows, all of them or none.
+  bool takes_rows = false;
   std::string_view savepoint = "SAVEPOINT quarnofwk_write";
   std::string_view undo_savepoint = "ROLLBACK TO SAVEPOINT quarnofwk_write";
   std::string_view release_savepoint = "RELEASE SAVEPOINT quarnofwk_write";
@@ -33,6 +35,11 @@ struct Dbms {
   /// Gives the catalogue (or schema) that a bare table name is looked up in; empty: there is only one.
   std::string_view home_query = {};
   bool home_is_schema = false;
+  /// Gives of each column of a query, which stands between these two as a text literal: whether it is a
+  /// hidden key column, schema, table, column, whether the server numbers it, whether it is part of the key,
+  /// and whether it can be changed. Empty where the driver tells.
+  std::string_view origins_begin = {};
+  std::string_view origins_end = {};
   /// No text or binary value is longer than its column says. Where this does not hold, they are read piece by
   /// piece.
   bool sizes_hold = false;
@@ -44,8 +51,12 @@ struct Dbms {
   std::int64_t unsized_text = 0;
   /// The base column a driver names is the alias, when there is one.
   bool alias_as_base_column = false;
+  /// A column of whole numbers may hold larger ones, and other values too: they are read as text.
+  bool whole_numbers_vary = false;
   /// Dates are kept as text: the text itself is what tells a row.
   bool keeps_date_text = false;
+  /// Days are read as text: the driver makes today of one it does not know (infinity).
+  bool reads_day_text = false;
   /// Dates go out as text, which the server turns into what the column is: date, time or both.
   bool sends_date_text = false;
   /// Dates of earlier years go out as text too: the driver miscounts their days.
@@ -54,6 +65,10 @@ struct Dbms {
   bool sends_wide_text = false;
   /// The engine's code of a failure that undoes the whole transaction (it lost a deadlock); 0: none is known.
   std::int32_t transaction_lost_code = 0;
+  /// Marks a transaction with a number (which follows, with an apostrophe), and asks for the mark of the
+  /// present one: for a driver that undoes the whole transaction after some failures without saying so.
+  std::string_view mark_transaction = {};
+  std::string_view transaction_mark = {};
   std::int32_t fraction_digits = 6;  // of a second
 };
 

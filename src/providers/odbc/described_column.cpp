@@ -114,6 +114,7 @@ DescribedColumn described(const Statement& statement, SQLUSMALLINT index, const 
   column.precision = row.precision;
   result.form = row.form;
   if (column.type == DataType::integer) result.form = Form::small;
+  if (is_whole && dbms.whole_numbers_vary) result.form = Form::number;
   if (column.type == DataType::unsigned_big_int) result.form = Form::exact;
   const bool money =
       row.form == Form::exact && text::lower_ascii(reported.text(SQL_DESC_TYPE_NAME)).ends_with("money");
@@ -141,7 +142,12 @@ DescribedColumn described(const Statement& statement, SQLUSMALLINT index, const 
     const std::int64_t bytes = row.form == Form::text ? told * kMostBytesPerCharacter + 1 : told;
     result.width = bounded ? bytes : 0;
   }
-  if (dbms.keeps_date_text && (ado::is_date(column.type))) result.form = Form::date_text;
+  const bool is_day = column.type == DataType::db_date && dbms.reads_day_text;
+  if (is_day || (dbms.keeps_date_text && ado::is_date(column.type))) {
+    constexpr std::int64_t kLongestDateText = 40;
+    result.form = Form::date_text;
+    result.width = dbms.sizes_hold ? kLongestDateText : 0;
+  }
 
   if (reported.number(SQL_DESC_NULLABLE, nullable) != SQL_NO_NULLS) {
     column.attributes |= ado::adFldIsNullable | ado::adFldMayBeNull;

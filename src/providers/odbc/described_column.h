@@ -17,6 +17,7 @@ enum class Form : std::uint8_t {
   bit,
   small,    // a whole number of up to 32 bits
   integer,  // of up to 64
+  number,   // whole as a rule, but anything may stand there
   real,
   exact,
   date,

@@ -1,5 +1,7 @@
 #include "providers/odbc/handles.h"
 
+#include <array>
+
 #include <utility>
 
 #include "ado/ado_error.h"
@@ -71,5 +73,13 @@ Statement::~Statement() {
 
 Statement::Statement(Statement&& other) noexcept
     : link_(std::move(other.link_)), handle_(std::exchange(other.handle_, nullptr)) {}
+
+std::string text_at(const Statement& statement, SQLUSMALLINT index) {
+  std::array<char, 1024> buffer{};
+  SQLLEN length = 0;
+  statement.check(
+      SQLGetData(statement.get(), index, SQL_C_CHAR, buffer.data(), SQLLEN{buffer.size()}, &length));
+  return length == SQL_NULL_DATA ? std::string() : buffer.data();
+}
 
 }  // namespace quarno::odbc

@@ -70,11 +70,14 @@ class Statement {
   }
   Error failure(std::string_view text) const { return link_->failure(SQL_HANDLE_STMT, handle_, text); }
   /// Ends the result that is open; the connection is free for the next statement.
-  void close() { SQLFreeStmt(handle_, SQL_CLOSE); }
+  void close() const { SQLFreeStmt(handle_, SQL_CLOSE); }
 
  private:
   std::shared_ptr<Link> link_;
   SQLHSTMT handle_ = nullptr;
 };
+
+/// A value of the current row as text; empty for null.
+std::string text_at(const Statement& statement, SQLUSMALLINT index);
 
 }  // namespace quarno::odbc

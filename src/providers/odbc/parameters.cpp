@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 
 #include "ado/ado_error.h"
 #include "common/text.h"
@@ -25,21 +26,22 @@ std::string date_text(const CivilTime& t) {
 
 }  // namespace
 
-struct Parameters::Bind {
-  const Statement& statement;
-  SQLUSMALLINT index;
+struct Parameters::Encode {
   Slot& slot;
   const Dbms& dbms;
 
-  void bind(SQLSMALLINT c_type, SQLSMALLINT type, SQLULEN size, SQLSMALLINT digits, const void* data,
-            std::size_t length) const {
+  void put(SQLSMALLINT c_type, SQLSMALLINT type, SQLULEN size, SQLSMALLINT digits, const void* data,
+           std::size_t length) const {
+    slot.c_type = c_type;
+    slot.type = type;
+    slot.size = size;
+    slot.digits = digits;
+    slot.data = data;
     slot.length = static_cast<SQLLEN>(length);
-    statement.check(SQLBindParameter(statement.get(), index, SQL_PARAM_INPUT, c_type, type, size, digits,
-                                     const_cast<void*>(data), static_cast<SQLLEN>(length), &slot.length));
   }
 
   void null() const {
-    bind(SQL_C_CHAR, dbms.sends_wide_text ? SQL_WVARCHAR : SQL_VARCHAR, 1, 0, nullptr, 0);
+    put(SQL_C_CHAR, dbms.sends_wide_text ? SQL_WVARCHAR : SQL_VARCHAR, 1, 0, nullptr, 0);
     slot.length = SQL_NULL_DATA;
   }
   void exact(std::string text) const {
@@ -48,10 +50,9 @@ struct Parameters::Bind {
     const std::size_t decimals = point == std::string::npos ? 0 : slot.text.size() - point - 1;
     const auto digits = static_cast<std::size_t>(
         std::count_if(slot.text.begin(), slot.text.end(), [](char c) { return c >= '0' && c <= '9'; }));
-    bind(SQL_C_CHAR, SQL_DECIMAL, digits, static_cast<SQLSMALLINT>(decimals), slot.text.data(),
-         slot.text.size());
+    put(SQL_C_CHAR, SQL_DECIMAL, digits, static_cast<SQLSMALLINT>(decimals), nullptr, slot.text.size());
   }
-  void narrow_text(const std::string& v) const {
+  void narrow_text(const std::string& v, const void* data) const {
     // Wide types count units of 16 bits, of which a character of four bytes takes two; what is beyond the
     // size is cut.
     const auto pairs = std::count_if(v.begin(), v.end(), [](unsigned char c) { return c >= 0xF0; });
@@ -59,24 +60,23 @@ struct Parameters::Bind {
     const bool is_long = units > kShortText;
     const SQLSMALLINT narrow = is_long ? SQL_LONGVARCHAR : SQL_VARCHAR;
     const SQLSMALLINT wide = is_long ? SQL_WLONGVARCHAR : SQL_WVARCHAR;
-    bind(SQL_C_CHAR, dbms.sends_wide_text ? wide : narrow, std::max<std::size_t>(units, 1), 0, v.data(),
-         v.size());
+    put(SQL_C_CHAR, dbms.sends_wide_text ? wide : narrow, std::max<std::size_t>(units, 1), 0, data, v.size());
   }
   void integer(std::int64_t v, SQLSMALLINT type, SQLULEN size) const {
-    slot.integer = v;
-    bind(SQL_C_SBIGINT, type, size, 0, &slot.integer, sizeof slot.integer);
+    slot.own.integer = v;
+    put(SQL_C_SBIGINT, type, size, 0, nullptr, sizeof v);
   }
   void real(double v) const {
-    slot.real = v;
-    bind(SQL_C_DOUBLE, SQL_DOUBLE, 15, 0, &slot.real, sizeof slot.real);
+    slot.own.real = v;
+    put(SQL_C_DOUBLE, SQL_DOUBLE, 15, 0, nullptr, sizeof v);
   }
 
   void operator()(std::monostate) const { null(); }
   void operator()(Variant::Null) const { null(); }
   void operator()(Variant::Missing) const { null(); }
   void operator()(bool v) const {
-    slot.bit = v ? 1 : 0;
-    bind(SQL_C_BIT, SQL_BIT, 1, 0, &slot.bit, 1);
+    slot.own.bit = v ? 1 : 0;
+    put(SQL_C_BIT, SQL_BIT, 1, 0, nullptr, 1);
   }
   void operator()(std::uint8_t v) const { integer(v, SQL_SMALLINT, 5); }
   void operator()(std::int16_t v) const { integer(v, SQL_SMALLINT, 5); }
@@ -90,39 +90,99 @@ struct Parameters::Bind {
     const CivilTime t = civil_from_date(v);
     if (dbms.sends_date_text || t.year < dbms.first_counted_year) {
       slot.text = date_text(t);
-      return narrow_text(slot.text);
+      return narrow_text(slot.text, nullptr);
     }
     const auto part = [](int value) { return static_cast<SQLUSMALLINT>(value); };
     const std::int32_t digits = t.microsecond == 0 ? 0 : dbms.fraction_digits;
     const std::uint32_t step = dbms.fraction_digits >= 6 ? 1 : 1000;
     const auto fraction = static_cast<SQLUINTEGER>(t.microsecond) / step * step * 1000;
-    slot.timestamp = {static_cast<SQLSMALLINT>(t.year),
-                      part(t.month),
-                      part(t.day),
-                      part(t.hour),
-                      part(t.minute),
-                      part(t.second),
-                      fraction};
-    bind(SQL_C_TYPE_TIMESTAMP, SQL_TYPE_TIMESTAMP, static_cast<SQLULEN>(digits == 0 ? 19 : 20 + digits),
-         static_cast<SQLSMALLINT>(digits), &slot.timestamp, sizeof slot.timestamp);
+    slot.own.timestamp = {static_cast<SQLSMALLINT>(t.year),
+                          part(t.month),
+                          part(t.day),
+                          part(t.hour),
+                          part(t.minute),
+                          part(t.second),
+                          fraction};
+    put(SQL_C_TYPE_TIMESTAMP, SQL_TYPE_TIMESTAMP, static_cast<SQLULEN>(digits == 0 ? 19 : 20 + digits),
+        static_cast<SQLSMALLINT>(digits), nullptr, sizeof slot.own.timestamp);
   }
-  void operator()(const std::string& v) const { narrow_text(v); }
+  void operator()(const std::string& v) const { narrow_text(v, v.data()); }
   void operator()(const Variant::Bytes& v) const {
     // A driver takes a null pointer for null, whatever the length says.
     const void* const data = v.empty() ? static_cast<const void*>("") : v.data();
-    bind(SQL_C_BINARY, v.size() > kShortBytes ? SQL_LONGVARBINARY : SQL_VARBINARY,
-         std::max<std::size_t>(v.size(), 1), 0, data, v.size());
+    put(SQL_C_BINARY, v.size() > kShortBytes ? SQL_LONGVARBINARY : SQL_VARBINARY,
+        std::max<std::size_t>(v.size(), 1), 0, data, v.size());
   }
   void operator()(const Variant::Array&) const { throw ado::multiple_step_error(); }
   void operator()(const Variant::Object&) const { throw ado::multiple_step_error(); }
 };
 
-Parameters::Parameters(const Statement& statement, std::span<const Variant> values, const Dbms& dbms)
-    : slots_(values.size()) {
+Parameters::Parameters(std::span<const Variant> values, const Dbms& dbms) : slots_(values.size()) {
+  for (std::size_t i = 0; i < values.size(); ++i) std::visit(Encode{slots_[i], dbms}, values[i].storage());
+}
+
+void Parameters::bind(const Statement& statement) {
   SQLFreeStmt(statement.get(), SQL_RESET_PARAMS);
-  for (std::size_t i = 0; i < values.size(); ++i) {
-    std::visit(Bind{statement, static_cast<SQLUSMALLINT>(i + 1), slots_[i], dbms}, values[i].storage());
+  for (std::size_t i = 0; i < slots_.size(); ++i) {
+    Slot& slot = slots_[i];
+    statement.check(SQLBindParameter(
+        statement.get(), static_cast<SQLUSMALLINT>(i + 1), SQL_PARAM_INPUT, slot.c_type, slot.type, slot.size,
+        slot.digits, const_cast<void*>(slot.bytes()), std::max<SQLLEN>(slot.length, 0), &slot.length));
   }
+}
+
+ParameterRows::ParameterRows(std::span<const std::vector<Variant>> rows, const Dbms& dbms)
+    : row_count_(rows.size()) {
+  constexpr std::size_t kMostBytes = std::size_t{8} << 20;
+  std::vector<Parameters> encoded;
+  encoded.reserve(rows.size());
+  for (const auto& row : rows) encoded.emplace_back(row, dbms);
+  std::vector<ColumnBlock> columns(rows.empty() ? 0 : rows.front().size());
+  for (std::size_t i = 0; i < columns.size(); ++i) {
+    ColumnBlock& column = columns[i];
+    bool any = false;
+    for (const Parameters& row : encoded) {
+      const Parameters::Slot& slot = row.slots_[i];
+      if (slot.length == SQL_NULL_DATA) continue;
+      if (any && slot.c_type != column.form.c_type) return;
+      // Of a short and a long type the long one takes both.
+      if (!any || slot.size > column.form.size) column.form.type = slot.type;
+      column.form.c_type = slot.c_type;
+      column.form.size = std::max(any ? column.form.size : 0, slot.size);
+      column.form.digits = std::max(column.form.digits, slot.digits);
+      column.width = std::max(column.width, static_cast<std::size_t>(slot.length));
+      any = true;
+    }
+    if (!any) column.form.type = encoded.front().slots_[i].type;
+    if (column.width * rows.size() > kMostBytes) return;
+    column.values.resize(column.width * rows.size());
+    for (std::size_t row = 0; row < encoded.size(); ++row) {
+      const Parameters::Slot& slot = encoded[row].slots_[i];
+      column.lengths.push_back(slot.length);
+      if (slot.length <= 0) continue;
+      std::memcpy(column.values.data() + row * column.width, slot.bytes(),
+                  static_cast<std::size_t>(slot.length));
+    }
+  }
+  columns_ = std::move(columns);
+}
+
+void ParameterRows::bind(const Statement& statement) {
+  SQLHSTMT const handle = statement.get();
+  SQLFreeStmt(handle, SQL_RESET_PARAMS);
+  statement.check(SQLSetStmtAttr(handle, SQL_ATTR_PARAMSET_SIZE, odbc_number(row_count_), 0));
+  for (std::size_t i = 0; i < columns_.size(); ++i) {
+    ColumnBlock& column = columns_[i];
+    statement.check(SQLBindParameter(handle, static_cast<SQLUSMALLINT>(i + 1), SQL_PARAM_INPUT,
+                                     column.form.c_type, column.form.type, column.form.size,
+                                     column.form.digits, column.values.data(),
+                                     static_cast<SQLLEN>(column.width), column.lengths.data()));
+  }
+}
+
+void ParameterRows::unbind(const Statement& statement) {
+  SQLFreeStmt(statement.get(), SQL_RESET_PARAMS);
+  SQLSetStmtAttr(statement.get(), SQL_ATTR_PARAMSET_SIZE, odbc_number(1), 0);
 }
 
 }  // namespace quarno::odbc

@@ -1,6 +1,7 @@
 #include "providers/odbc/rows.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -30,6 +31,7 @@ Wire wire_of(Form form) {
     case Form::bit: return {SQL_C_BIT, 1};
     case Form::small: return {SQL_C_SLONG, 4};
     case Form::integer: return {SQL_C_SBIGINT, 8};
+    case Form::number: return {SQL_C_CHAR, 0};
     case Form::real: return {SQL_C_DOUBLE, 8};
     // As text: the number struct loses decimals, a double digits.
     case Form::exact: return {SQL_C_CHAR, 160};
@@ -71,12 +73,26 @@ void append_time(ado::ColumnData& column, std::string_view text) {
   column.append(Date{date->days - std::floor(date->days)});
 }
 
+void append_number(ado::ColumnData& column, std::string_view text) {
+  std::int64_t whole = 0;
+  const char* const end = text.data() + text.size();
+  if (const auto read = std::from_chars(text.data(), end, whole); read.ec == std::errc() && read.ptr == end) {
+    return column.append_integer(whole);
+  }
+  double real = 0;
+  if (const auto read = std::from_chars(text.data(), end, real); read.ec == std::errc() && read.ptr == end) {
+    return column.append_real(real);
+  }
+  column.append_text(text);
+}
+
 void append_value(ado::ColumnData& column, Form form, const char* data, std::size_t length) {
   const std::string_view text(data, length);
   switch (form) {
     case Form::bit: return column.append_integer(*data);
     case Form::small: return column.append_integer(taken<SQLINTEGER>(data));
     case Form::integer: return column.append_integer(taken<SQLBIGINT>(data));
+    case Form::number: return append_number(column, text);
     // SQLite's driver makes a text of 15 digits on the way; what is beyond them is lost there.
     case Form::real: return column.append_real(taken<double>(data));
     case Form::exact: {
@@ -92,11 +108,9 @@ void append_value(ado::ColumnData& column, Form form, const char* data, std::siz
     }
     case Form::time: return append_time(column, text);
     case Form::timestamp: return append_timestamp(column, taken<SQL_TIMESTAMP_STRUCT>(data));
-    case Form::date_text: {
-      const auto date = parse_date(text, LocaleInfo{});
-      if (!date) return column.append_text(text);
-      return column.append_date_text(*date, text);
-    }
+    case Form::date_text:
+      if (!column.append_date_text(text)) column.append_text(text);
+      return;
     case Form::guid: return column.append_text("{" + text::upper(text) + "}");
     case Form::text: return column.append_text(text);
     case Form::bytes: return column.append_bytes({reinterpret_cast<const std::uint8_t*>(data), length});
@@ -185,6 +199,10 @@ bool OdbcRows::next_from_cursor() {
 bool OdbcRows::next_block() {
   in_block_ = 0;
   next_ = 0;
+  // MariaDB's driver leaves the length of a BIT as it was unless it is null.
+  for (std::size_t i = 0; i < bound_.size(); ++i) {
+    if (forms_[i] == Form::bit) std::fill(bound_[i].lengths.begin(), bound_[i].lengths.end(), 0);
+  }
   const SQLRETURN result = SQLFetch(statement_.get());
   statement_.check(result, text_);
   if (result == SQL_NO_DATA) {

@@ -1,5 +1,6 @@
 #include "providers/odbc/session.h"
 
+#include <algorithm>
 #include <array>
 #include <map>
 #include <unordered_map>
@@ -9,6 +10,7 @@
 #include "common/text.h"
 #include "providers/odbc/dbms.h"
 #include "providers/odbc/odbc_provider.h"
+#include "providers/odbc/origins.h"
 #include "providers/odbc/parameters.h"
 #include "providers/odbc/rows.h"
 
@@ -30,13 +32,16 @@ SQLUSMALLINT info_number(const Link& link, SQLUSMALLINT item) {
   return value;
 }
 
-// Empty for null.
-std::string text_at(const Statement& statement, SQLUSMALLINT index) {
-  std::array<char, 1024> buffer{};
-  SQLLEN length = 0;
-  statement.check(
-      SQLGetData(statement.get(), index, SQL_C_CHAR, buffer.data(), SQLLEN{buffer.size()}, &length));
-  return length == SQL_NULL_DATA ? std::string() : buffer.data();
+constexpr std::string_view kWrongKindOfObject = "42809";
+
+// PostgreSQL's driver turns a call in braces into a query of a function, which a procedure is not. The call
+// as the server itself knows it; empty for a text that is no call in braces.
+std::string call_of_procedure(std::string_view statement) {
+  statement = text::trim(statement);
+  if (!statement.starts_with('{') || !statement.ends_with('}')) return {};
+  const std::string call(text::trim(statement.substr(1, statement.size() - 2)));
+  if (!text::equal_fold(std::string_view(call).substr(0, 5), "call ")) return {};
+  return call.find('(') == std::string::npos ? call + "()" : call;
 }
 
 class OdbcSession : public ado::Session {
@@ -51,8 +56,10 @@ class OdbcSession : public ado::Session {
 
   ado::Outcome execute(const std::string& statement, std::int32_t timeout_seconds,
                        ado::Reading reading) override;
+  void prepare_editing(const std::string& statement) override;
   std::int64_t write(const std::string& statement, std::span<const Variant> parameters,
                      std::int64_t most) override;
+  bool write_rows(const std::string& statement, std::span<const std::vector<Variant>> rows) override;
   std::int64_t last_identity() override;
   void begin() override;
   void commit() override;
@@ -72,11 +79,13 @@ class OdbcSession : public ado::Session {
       return work();
     } catch (const Error& error) {
       const std::int32_t code = dbms_.transaction_lost_code;
-      lost_ = lost_ || (in_transaction_ && code != 0 && error.native_number == code);
+      link_lost_ = link_lost_ || error.sql_state.starts_with("08");
+      lost_ = lost_ || (in_transaction_ && ((code != 0 && error.native_number == code) || has_vanished()));
       throw;
     }
   }
   void refuse_when_lost() const;
+  bool has_vanished();
   ado::Outcome execute_now(const std::string& statement, std::int32_t timeout_seconds, ado::Reading reading);
   std::unique_ptr<ado::Rows> rows_of_cursor(const std::string& query, std::int32_t timeout_seconds);
   std::unique_ptr<ado::Rows> rows_of(Statement statement, const std::string& text, const Clock& clock,
@@ -100,13 +109,17 @@ class OdbcSession : public ado::Session {
   sqlite3* engine_;  // behind the driver, where the time limit has to be set there
   std::shared_ptr<OpenResults> results_ = std::make_shared<OpenResults>();
   std::int64_t cursors_made_ = 0;
+  std::int64_t transactions_ = 0;
   const Dbms& dbms_;
   bool asks_while_reading_;
   bool loses_prepared_;
   bool in_transaction_ = false;
-  bool lost_ = false;            // the server undid the transaction, and the host has not yet
-  std::int32_t time_limit_ = 0;  // that holds on the server
+  bool in_text_transaction_ = false;  // begun by a statement of the host's
+  bool link_lost_ = false;            // a statement said so; PostgreSQL's driver can still call it alive
+  bool lost_ = false;                 // the server undid the transaction, and the host has not yet
+  std::int32_t time_limit_ = 0;       // that holds on the server
   std::map<BaseTable, TableFacts> tables_;
+  std::pair<std::string, std::vector<Origin>> origins_;  // of the statement that runs next
   std::string home_;
   bool home_known_ = false;
   std::unordered_map<std::string, Statement> prepared_;
@@ -114,12 +127,30 @@ class OdbcSession : public ado::Session {
 
 ado::Outcome OdbcSession::execute(const std::string& statement, std::int32_t timeout_seconds,
                                   ado::Reading reading) {
-  return in_order([&] { return execute_now(statement, timeout_seconds, reading); });
+  return in_order([&] {
+    try {
+      return execute_now(statement, timeout_seconds, reading);
+    } catch (const Error& error) {
+      const std::string call = call_of_procedure(statement);
+      if (call.empty() || error.sql_state != kWrongKindOfObject) throw;
+      return execute_now(call, timeout_seconds, reading);
+    }
+  });
 }
 
 std::int64_t OdbcSession::write(const std::string& statement, std::span<const Variant> parameters,
                                 std::int64_t most) {
   return in_order([&] { return write_now(statement, parameters, most); });
+}
+
+// Whether a failure took the transaction with it: its mark is gone.
+bool OdbcSession::has_vanished() {
+  if (dbms_.mark_transaction.empty() || !is_alive()) return false;
+  try {
+    return single_text(dbms_.transaction_mark) != std::to_string(transactions_);
+  } catch (const Error&) {
+    return true;
+  }
 }
 
 void OdbcSession::refuse_when_lost() const {
@@ -128,6 +159,13 @@ void OdbcSession::refuse_when_lost() const {
                             "The transaction is no longer active: it was rolled back after an error. Roll it "
                             "back to go on.",
                             kSourceName);
+}
+
+void OdbcSession::prepare_editing(const std::string& statement) {
+  if (dbms_.origins_begin.empty()) return;
+  results_->keep();
+  origins_ = {statement, origins_of(link_, dbms_, statement)};
+  if (!origins_.second.empty()) home();
 }
 
 void OdbcSession::run(const std::string& statement) {
@@ -147,9 +185,9 @@ std::string OdbcSession::single_text(std::string_view query) {
 void OdbcSession::limit_time(const Statement& statement, std::int32_t seconds) {
   if (dbms_.timeout_statement.empty()) {
     // A driver that cannot do it says so; the statement then runs without a limit.
-    if (seconds > 0) {
-      SQLSetStmtAttr(statement.get(), SQL_ATTR_QUERY_TIMEOUT, odbc_number(static_cast<SQLULEN>(seconds)), 0);
-    }
+    // A prepared statement may still have one from before.
+    SQLSetStmtAttr(statement.get(), SQL_ATTR_QUERY_TIMEOUT,
+                   odbc_number(static_cast<SQLULEN>(std::max(seconds, 0))), 0);
     return;
   }
   if (seconds == time_limit_) return;
@@ -206,12 +244,36 @@ std::unique_ptr<ado::Rows> OdbcSession::rows_of_cursor(const std::string& query,
 std::unique_ptr<ado::Rows> OdbcSession::rows_of(Statement statement, const std::string& text,
                                                 const Clock& clock, std::optional<ServerCursor> cursor) {
   FindTable find_table;
-  if (asks_while_reading_) {
+  // Behind the rows of a procedure more is to come, until when MariaDB answers nothing else.
+  if (asks_while_reading_ && !ado::is_call(text)) {
     find_table = [this](const BaseTable& table) -> const TableFacts& { return facts_of(table); };
   }
   auto described = described_columns(statement, text, dbms_, find_table);
+  if (origins_.first == text) give_origins(described, origins_.second, home_);
+  origins_ = {};
   return std::make_unique<OdbcRows>(std::move(statement), std::move(described), text, results_,
                                     std::move(cursor), clock);
+}
+
+// What a statement of the host's does to a transaction: true begins one, false ends it.
+std::optional<bool> begins_transaction(std::string_view statement) {
+  statement = text::trim(statement);
+  if (statement.ends_with(';')) statement.remove_suffix(1);
+  std::string lower = text::lower_ascii(statement);
+  std::replace_if(
+      lower.begin(), lower.end(), [](char c) { return c == '\t' || c == '\r' || c == '\n'; }, ' ');
+  std::vector<std::string_view> words = text::split(lower, " ");
+  std::erase(words, std::string_view());
+  const auto is_one_of = [&](std::size_t at, std::initializer_list<std::string_view> known) {
+    return at < words.size() && std::find(known.begin(), known.end(), words[at]) != known.end();
+  };
+  // In other languages of servers these words also begin a block.
+  const bool alone = words.size() == 1 || is_one_of(1, {"transaction", "tran", "work", "isolation", "read",
+                                                        "deferred", "immediate", "exclusive"});
+  if (is_one_of(0, {"begin", "start"}) && alone) return true;
+  if (is_one_of(0, {"commit", "end", "abort"}) && alone) return false;
+  if (is_one_of(0, {"rollback"}) && alone && !is_one_of(2, {"to"})) return false;
+  return std::nullopt;
 }
 
 ado::Outcome OdbcSession::execute_now(const std::string& text, std::int32_t timeout_seconds,
@@ -224,8 +286,8 @@ ado::Outcome OdbcSession::execute_now(const std::string& text, std::int32_t time
   const std::string own_text =
       asks_identity ? std::string(dbms_.identity_query) + " AS \"@@Identity\"" : text;
   ado::Outcome outcome;
-  const bool by_cursor =
-      reading == ado::Reading::in_blocks && !dbms_.declare_cursor.empty() && is_single_query(own_text);
+  const bool by_cursor = reading == ado::Reading::in_blocks && !dbms_.declare_cursor.empty() &&
+                         !in_text_transaction_ && is_single_query(own_text);
   if (by_cursor) outcome.rows = rows_of_cursor(own_text, timeout_seconds);
   if (outcome.rows != nullptr) return outcome;
   Statement statement(link_);
@@ -248,6 +310,7 @@ ado::Outcome OdbcSession::execute_now(const std::string& text, std::int32_t time
     statement.check(SQLRowCount(statement.get(), &count), text);
     if (count >= 0) outcome.affected = count;
   }
+  if (const auto begun = begins_transaction(own_text)) in_text_transaction_ = *begun;
   // It may have changed a table, or which one a name means; prepared statements keep the types they once
   // found.
   if (outcome.affected <= 0) {
@@ -309,7 +372,11 @@ const Statement& OdbcSession::prepared(const std::string& statement) {
 
 std::int64_t OdbcSession::write_once(const std::string& statement, std::span<const Variant> values) {
   const Statement& own = prepared(statement);
-  const Parameters parameters(own, values, dbms_);
+  limit_time(own, write_seconds_);
+  const Clock clock(engine_, write_seconds_);
+  const auto running = clock.running();
+  Parameters parameters(values, dbms_);
+  parameters.bind(own);
   const SQLRETURN result = SQLExecute(own.get());
   if (!SQL_SUCCEEDED(result)) {
     if (result == SQL_NO_DATA) return 0;
@@ -322,6 +389,26 @@ std::int64_t OdbcSession::write_once(const std::string& statement, std::span<con
   own.check(SQLRowCount(own.get(), &count), statement);
   SQLFreeStmt(own.get(), SQL_CLOSE);
   return count;
+}
+
+bool OdbcSession::write_rows(const std::string& statement, std::span<const std::vector<Variant>> rows) {
+  if (!dbms_.takes_rows || !in_transaction_ || rows.empty()) return false;
+  return in_order([&] {
+    ParameterRows parameters(rows, dbms_);
+    if (parameters.empty()) return false;
+    const Statement& own = prepared(statement);
+    limit_time(own, write_seconds_);
+    run(std::string(dbms_.savepoint));
+    parameters.bind(own);
+    const bool written = SQL_SUCCEEDED(SQLExecute(own.get()));
+    ParameterRows::unbind(own);
+    own.close();
+    // A handle that failed is not trusted again. Which row it was shows when they are written one by one.
+    if (!written) prepared_.erase(statement);
+    if (!written && is_alive()) run(std::string(dbms_.undo_savepoint));
+    if (is_alive() && !dbms_.release_savepoint.empty()) run(std::string(dbms_.release_savepoint));
+    return written;
+  });
 }
 
 std::int64_t OdbcSession::write_in_savepoint(const std::string& statement,
@@ -346,7 +433,7 @@ std::int64_t OdbcSession::write_in_savepoint(const std::string& statement,
 std::int64_t OdbcSession::write_now(const std::string& statement, std::span<const Variant> parameters,
                                     std::int64_t most) {
   if (most < 0) return write_once(statement, parameters);
-  if (in_transaction_) return write_in_savepoint(statement, parameters, most);
+  if (in_transaction_ || in_text_transaction_) return write_in_savepoint(statement, parameters, most);
   begin();
   try {
     const std::int64_t affected = write_once(statement, parameters);
@@ -384,6 +471,10 @@ void OdbcSession::begin() {
   results_->keep();
   link_->begin_transaction();
   in_transaction_ = true;
+  ++transactions_;
+  if (!dbms_.mark_transaction.empty()) {
+    run(std::string(dbms_.mark_transaction) + std::to_string(transactions_) + "'");
+  }
 }
 
 void OdbcSession::require_transaction() const {
@@ -425,6 +516,7 @@ void OdbcSession::rollback() {
 }
 
 bool OdbcSession::is_alive() {
+  if (link_lost_) return false;
   SQLUINTEGER dead = SQL_CD_FALSE;
   const SQLRETURN result = SQLGetConnectAttr(link_->handle(), SQL_ATTR_CONNECTION_DEAD, &dead, 0, nullptr);
   return SQL_SUCCEEDED(result) ? dead == SQL_CD_FALSE : true;

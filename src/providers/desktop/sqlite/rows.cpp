@@ -160,12 +160,8 @@ void SqliteRows::append_blob(ado::ColumnData& column, int index) const {
 
 void SqliteRows::append_text(ado::ColumnData& column, int index) const {
   const std::string_view text = text_of(statement_.get(), index);
-  if (column.layout() == ado::Layout::date) {
-    // Other programs write dates as ISO text.
-    if (const auto date = parse_date(text, LocaleInfo{})) {
-      return column.append_date_text(*date, text);
-    }
-  }
+  // Other programs write dates as ISO text.
+  if (column.layout() == ado::Layout::date && column.append_date_text(text)) return;
   column.append_text(text);
 }
 

@@ -67,6 +67,7 @@ class SqliteSession : public ado::Session {
                        ado::Reading reading) override;
   std::int64_t write(const std::string& statement, std::span<const Variant> parameters,
                      std::int64_t most) override;
+  bool write_rows(const std::string& statement, std::span<const std::vector<Variant>> rows) override;
   std::int64_t last_identity() override { return sqlite3_last_insert_rowid(database_.get()); }
   void begin() override;
   void commit() override;
@@ -97,6 +98,7 @@ class SqliteSession : public ado::Session {
   Database database_;
   std::unordered_map<std::string, Statement>
       prepared_;  // released before the database, being declared after it
+  const std::pair<const std::string, Statement>* last_prepared_ = nullptr;  // one of them
   std::unordered_map<std::string, int> key_widths_;
   ado::Dialect dialect_;
   int level_ = 0;
@@ -126,6 +128,10 @@ std::string SqliteSession::identity_query() {
 ado::Outcome SqliteSession::execute(const std::string& text, std::int32_t timeout_seconds, ado::Reading) {
   if (text.find('\0') != std::string::npos) {
     throw ado::provider_error(ado::kErrorsInCommand, "The statement holds a NUL character.", kSourceName);
+  }
+  if (ado::is_call(text)) {
+    throw ado::provider_error(ado::kErrorsInCommand, "This data source has no stored procedures.",
+                              kSourceName);
   }
   refuse_when_lost();
   const providers::TimeLimit limit = providers::time_limit(timeout_seconds);
@@ -166,10 +172,16 @@ ado::Outcome SqliteSession::execute(const std::string& text, std::int32_t timeou
 }
 
 sqlite3_stmt* SqliteSession::prepared(const std::string& statement) {
-  const auto found = prepared_.find(statement);
-  if (found != prepared_.end()) return found->second.get();
-  if (prepared_.size() >= kMostPrepared) prepared_.clear();
-  return prepared_.emplace(statement, prepare(statement)).first->second.get();
+  // A row mostly goes the way of the one before it.
+  if (last_prepared_ != nullptr && last_prepared_->first == statement) return last_prepared_->second.get();
+  auto found = prepared_.find(statement);
+  if (found == prepared_.end()) {
+    Statement fresh = prepare(statement);
+    if (prepared_.size() >= kMostPrepared) prepared_.clear();
+    found = prepared_.emplace(statement, std::move(fresh)).first;
+  }
+  last_prepared_ = &*found;
+  return last_prepared_->second.get();
 }
 
 std::int64_t SqliteSession::write_once(const std::string& statement, std::span<const Variant> parameters) {
@@ -204,6 +216,21 @@ std::int64_t SqliteSession::write(const std::string& statement, std::span<const 
     run("ROLLBACK TO quarnofwk_write");
     run("RELEASE quarnofwk_write");
     throw;
+  }
+}
+
+bool SqliteSession::write_rows(const std::string& statement, std::span<const std::vector<Variant>> rows) {
+  run("SAVEPOINT quarnofwk_write");
+  try {
+    for (const std::vector<Variant>& row : rows) write_once(statement, row);
+    run("RELEASE quarnofwk_write");
+    return true;
+  } catch (const Error&) {
+    // Which row it was shows when they are written one by one.
+    if (transaction_is_lost()) throw;
+    run("ROLLBACK TO quarnofwk_write");
+    run("RELEASE quarnofwk_write");
+    return false;
   }
 }
 

@@ -1,4 +1,5 @@
-// Statements the model writes, and values on their way into a column.
+#include "ado/connection_string.h"
+
 #include <gtest/gtest.h>
 
 #include "ado/ado_error.h"
@@ -9,6 +10,36 @@
 
 namespace quarno::ado {
 namespace {
+
+TEST(ConnectionString, ReadsWordsAndQuotes) {
+  // clang-format off
+  const struct Row {
+    const char* text;
+    const char* name;
+    const char* value;  // null: the word is not there
+  } rows[] = {
+      {"Provider=X;Data Source=a b ;", "data source", "a b"}, {" User ID = sa ;; Password= ", "Password", ""},
+      {"A=1;a=2", "A", "2"}, {"A='x;y''z';B=2", "A", "x;y'z"}, {"A=\"say \"\"hi\"\";\"", "A", "say \"hi\";"},
+      {"DRIVER={My}}Driver};X=1", "DRIVER", "My}Driver"}, {"a==b=c=d", "a=b", "c=d"},
+      {"Extended Properties=\"dBASE III;\"", "Extended Properties", "dBASE III;"}, {"A=1", "B", nullptr},
+      {"", "A", nullptr},
+  };
+  // clang-format on
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.text);
+    const auto value = ConnectionString::parse(row.text).find(row.name);
+    EXPECT_EQ(value.value_or("<none>"), row.value != nullptr ? row.value : "<none>");
+  }
+}
+
+TEST(ConnectionString, RefusesWhatIsNoList) {
+  for (const char* text : {"word", "A=1;word;B=2", "A='open", "A={open", "A='x'y", "="}) {
+    const bool lone_sign = std::string_view(text) == "=";
+    EXPECT_EQ(test::error_of([&] { return ConnectionString::parse(text).value_or("x", ""); }),
+              lone_sign ? 0 : kUnspecified)
+        << text;
+  }
+}
 
 TEST(WriteStatement, QuotesNamesAndTakesValuesAsParameters) {
   const Dialect plain;
@@ -30,24 +61,20 @@ TEST(FieldConversion, GivesTheColumnsTypeOrTheModelsError) {
     const char* expected;  // text of the result, or "!" and the error
   };
   const int mismatch = full_number(Model::data_conversion);
+  // clang-format off
   const Row rows[] = {
-      {DataType::integer, 4, Variant("12"), "12"},
-      {DataType::integer, 4, Variant(2.5), "2"},
-      {DataType::integer, 4, Variant(3e9), "!-2147217887"},
-      {DataType::integer, 4, Variant("x"), "mismatch"},
+      {DataType::integer, 4, Variant("12"), "12"}, {DataType::integer, 4, Variant(2.5), "2"},
+      {DataType::integer, 4, Variant(3e9), "!-2147217887"}, {DataType::integer, 4, Variant("x"), "mismatch"},
       {DataType::small_int, 2, Variant(std::int32_t{40000}), "!-2147217887"},
       {DataType::unsigned_tiny_int, 1, Variant(std::int16_t{-1}), "!-2147217887"},
-      {DataType::currency, 8, Variant("1.00005"), "1"},
-      {DataType::currency, 8, Variant("1.00015"), "1.0002"},
-      {DataType::boolean, 2, Variant(std::int16_t{-1}), "True"},
-      {DataType::boolean, 2, Variant(""), "mismatch"},
-      {DataType::var_wchar, 3, Variant("èèè"), "èèè"},
-      {DataType::var_wchar, 3, Variant("abcd"), "!-2147217887"},
-      {DataType::long_var_wchar, 3, Variant("abcd"), "abcd"},
-      {DataType::var_binary, 3, Variant("abc"), "mismatch"},
+      {DataType::currency, 8, Variant("1.00005"), "1"}, {DataType::currency, 8, Variant("1.00015"), "1.0002"},
+      {DataType::boolean, 2, Variant(std::int16_t{-1}), "True"}, {DataType::boolean, 2, Variant(""), "mismatch"},
+      {DataType::var_wchar, 3, Variant("èèè"), "èèè"}, {DataType::var_wchar, 3, Variant("abcd"), "!-2147217887"},
+      {DataType::long_var_wchar, 3, Variant("abcd"), "abcd"}, {DataType::var_binary, 3, Variant("abc"), "mismatch"},
       {DataType::date, 8, Variant("2015-01-05 14:07:33"), "05/01/2015 14:07:33"},
       {DataType::date, 8, Variant::Array{}, "mismatch"},
   };
+  // clang-format on
   for (const Row& row : rows) {
     Column column;
     column.type = row.type;

@@ -1,0 +1,634 @@
+// Rows that are written through CData and the recordset it hands out, each at once or in batches: the same
+// suite over every engine.
+#include <thread>
+
+#include "ado/Connection.h"
+#include "ado/Fields.h"
+#include "ado/Recordset.h"
+#include "ado/ado_error.h"
+#include "common/text.h"
+#include "engines/engines.h"
+#include "support/outcome.h"
+
+namespace quarno::test {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr int kNotUpdatable = ado::full_number(ado::Model::feature_not_available);
+
+class WriteTest : public EngineTest {
+ protected:
+  void SetUp() override {
+    EngineTest::SetUp();
+    connection = data ? data->GetConnection() : nullptr;
+  }
+  Ptr<ado::Connection> other_connection() {
+    const auto made = reaching();
+    EXPECT_TRUE(made->AccessQuery("SELECT 1")) << made->Err_Description();
+    return made->GetConnection();
+  }
+  Ptr<ado::Recordset> opened(const std::string& statement) {
+    auto made = make<ado::Recordset>();
+    made->set_CursorLocation(ado::adUseClient);
+    made->Open(statement, Variant(connection), ado::adOpenStatic, ado::adLockOptimistic);
+    return made;
+  }
+  std::string count(const std::string& rest) {
+    return shown(opened("SELECT count(*) FROM " + rest)->value(0));
+  }
+  /// The same as another connection sees it.
+  std::string seen(const std::string& rest) {
+    if (!other) other = reaching();
+    EXPECT_TRUE(other->AccessQuery("SELECT count(*) FROM " + rest)) << other->Err_Description();
+    return shown(other->GetPoundPos(0));
+  }
+  using Values = std::vector<std::pair<const char*, Variant>>;
+  void set(const Values& values) {
+    for (const auto& [name, value] : values) data->SetPound(name, value);
+  }
+  bool add(const Values& values) {
+    data->AddNew();
+    set(values);
+    return data->Save();
+  }
+  void expect_added(const Values& values) { ASSERT_TRUE(add(values)) << data->Err_Description(); }
+  void expect_saved() { ASSERT_TRUE(data->Save()) << data->Err_Description(); }
+  void find(int id) {
+    data->MoveFirst();
+    ASSERT_TRUE(data->Find("ID = " + std::to_string(id), 1)) << id;
+  }
+  ado::Recordset& rows() { return *data->GetRecordSet(); }
+  int send() {
+    return error_of([&] { return rows().UpdateBatch(), 0; });
+  }
+  std::int32_t in_group(std::int32_t group) {
+    rows().set_Filter(group);
+    return rows().RecordCount();
+  }
+
+  Ptr<ado::Connection> connection;
+  Ptr<CData> other;
+};
+class KilledServerWriteTest : public WriteTest {};
+
+TEST_P(WriteTest, EveryTypeIsWrittenAloneAndInABatch) {
+  const std::vector<ColumnRow>& types = database().columns;
+  std::string columns = "ID INTEGER PRIMARY KEY";
+  std::size_t most = 0;
+  for (std::size_t i = 0; i < types.size(); ++i) {
+    columns += ", C" + std::to_string(i) + " " + types[i].declaration;
+    most = std::max(most, types[i].values.size() + 1);
+  }
+  data->m_SelectOrder = "ID";
+  for (const std::int32_t lock : {ado::adLockOptimistic, ado::adLockBatchOptimistic}) {
+    // Rows with long values are too long to be sent together.
+    for (const bool with_long : {true, false}) {
+      SCOPED_TRACE(::testing::Message() << "lock " << lock << (with_long ? " long" : ""));
+      make_table(columns);
+      data->SetLock(lock);
+      const auto expected = [&](std::size_t row, std::size_t i) {
+        const bool given = row < types[i].values.size() && (with_long || !ado::is_long(types[i].type));
+        return given ? types[i].values[row] : Variant::null();
+      };
+      // First added, then each row gets the values of the next one, the last those of the first.
+      for (std::size_t moved = 0; moved < 2; ++moved) {
+        ASSERT_TRUE(data->Selection());
+        for (std::size_t row = 0; row < most; ++row) {
+          if (moved == 0) data->AddNew();
+          if (moved == 0) data->SetPound("ID", static_cast<std::int32_t>(row));
+          for (std::size_t i = 0; i < types.size(); ++i) {
+            rows().set_value(i + 1, expected((row + moved) % most, i));
+          }
+          expect_saved();
+          data->MoveNext();
+        }
+        if (lock == ado::adLockBatchOptimistic) {
+          ASSERT_EQ(send(), 0) << connection->Errors()->Item(std::int16_t{0})->Description();
+        }
+        ASSERT_TRUE(data->Selection());
+        ASSERT_EQ(data->RecordCount(), static_cast<std::int32_t>(most));
+        for (std::size_t row = 0; row < most; ++row, data->MoveNext()) {
+          for (std::size_t i = 0; i < types.size(); ++i) {
+            EXPECT_EQ(rows().value(i + 1), expected((row + moved) % most, i))
+                << types[i].declaration << " of row " << row << (moved == 0 ? " added" : " changed");
+          }
+        }
+      }
+    }
+  }
+}
+
+TEST_P(WriteTest, RowsAreToldByTheirKeyOrByAllTheyHold) {
+  make_table(std::string("ID ") + database().identity + ", V VARCHAR(10), W INTEGER");
+  EXPECT_LE(data->GetLastRowID(), 0) << "nothing was numbered yet";
+  ASSERT_TRUE(data->Selection());
+  EXPECT_FALSE(data->Delete()) << "no row, and no failure";
+  for (const char* value : {"a", "b", "c"}) {
+    data->AddNew();
+    EXPECT_EQ(rows().EditMode(), ado::adEditAdd);
+    set({{"ID", 77}, {"V", value}});
+    EXPECT_EQ(data->GetPound("V"), Variant(value));
+    expect_saved();
+    EXPECT_EQ(rows().EditMode(), ado::adEditNone);
+  }
+  EXPECT_EQ(rows().value(0), Variant(std::int32_t{3})) << "the number the source gave";
+  EXPECT_EQ(data->GetLastRowID(), 3);
+  data->MoveFirst();
+  for (const char* value : {"a", "d"}) {
+    data->SetPound("V", value);
+    EXPECT_EQ(rows().EditMode(), ado::adEditInProgress);
+    EXPECT_TRUE(data->MoveNext()) << "leaving the row sends it";
+    EXPECT_TRUE(data->MovePrev());
+  }
+  data->MoveNext();
+  EXPECT_TRUE(data->Delete());
+  EXPECT_FALSE(data->Delete()) << "it is gone";
+  EXPECT_EQ(data->Err_Description(), "Can't delete the record!");
+  EXPECT_EQ(seen(table + " WHERE V = 'd' AND ID = 1") + seen(table), "12");
+  // A column under another table is not the column of that table; half a key is none; an alias may hide what
+  // it is.
+  make_table("A INTEGER, B INTEGER, V VARCHAR(10), PRIMARY KEY (B, A)", database().quote);
+  run("INSERT INTO " + table + " VALUES (1, 1, 'x')");
+  run("INSERT INTO " + table + " VALUES (1, 2, 'x')");
+  open("SELECT A, V, B, A + B AS S FROM " + table + " ORDER BY B");
+  const auto has = [&](std::int16_t column, std::int32_t attribute) {
+    return (rows().Fields()->Item(column)->Attributes() & attribute) != 0;
+  };
+  EXPECT_TRUE(has(0, ado::adFldKeyColumn) && has(2, ado::adFldKeyColumn));
+  EXPECT_FALSE(has(1, ado::adFldKeyColumn) || has(3, ado::adFldUpdatable));
+  data->SetPound("S", 5);
+  EXPECT_EQ(data->Err_Number(), ado::kMultipleStep) << "computed";
+  set({{"V", "y"}, {"B", 3}});
+  expect_saved();
+  data->SetPound("V", "z");
+  expect_saved();
+  EXPECT_EQ(seen(table + " WHERE V = 'z' AND B = 3") + seen(table + " WHERE V = 'x'"), "11");
+  open("SELECT A, V FROM " + table + " WHERE B = 2");
+  data->SetPound("V", "half");
+  const bool half = data->Save();
+  EXPECT_EQ(seen(table + " WHERE V = 'half'"), half ? "1" : "0");
+  EXPECT_EQ(seen(table + " WHERE V = 'z'"), "1");
+  open("SELECT A AS B, B AS A, V FROM " + table);
+  if (has(0, ado::adFldUpdatable)) {
+    data->SetPoundPos(0, 7);
+    expect_saved();
+  }
+  EXPECT_EQ(seen(table + " WHERE B = 7"), "0") << "written to the column itself, or not at all";
+  // Without a key nothing is changed when more than one row is hit, in a transaction or not.
+  make_table("A INTEGER, V VARCHAR(10)");
+  for (const char* values : {"(1, 'x')", "(1, 'x')", "(NULL, 'x')"})
+    run("INSERT INTO " + table + " VALUES " + values);
+  for (const bool in_transaction : {false, true}) {
+    if (in_transaction) data->TransBegin();
+    open("SELECT * FROM " + table + " ORDER BY CASE WHEN A = 1 THEN 0 ELSE 1 END");
+    data->SetPound("V", "y");
+    EXPECT_FALSE(data->Save());
+    EXPECT_EQ(data->Err_Number(), ado::kUnspecified);
+    rows().CancelUpdate();
+    EXPECT_FALSE(data->Delete());
+    data->MoveLast();
+    data->SetPound("V", in_transaction ? "one" : "other");
+    expect_saved();
+    if (in_transaction) data->TransCommit();
+    EXPECT_EQ(seen(table + " WHERE V = 'x'"), "2");
+  }
+  EXPECT_TRUE(data->Delete());
+  EXPECT_EQ(seen(table), "2");
+}
+
+TEST_P(WriteTest, WhatTheSourceRefusesStaysInEdit) {
+  if (!database().server) run("PRAGMA foreign_keys = ON");
+  make_table("ID INTEGER PRIMARY KEY");
+  run("INSERT INTO " + table + " VALUES (1)");
+  const std::string parent = table;
+  make_table(
+      "ID INTEGER PRIMARY KEY, U INTEGER UNIQUE, N VARCHAR(5) NOT NULL, C INTEGER CHECK (C > 0), "
+      "F INTEGER, G INTEGER GENERATED ALWAYS AS (U * 2) STORED, FOREIGN KEY (F) REFERENCES " +
+      parent + " (ID)");
+  ASSERT_TRUE(data->Selection());
+  expect_added({{"ID", 1}, {"U", 5}, {"N", "a"}});
+  const struct {
+    Values values;
+    bool duplicate = false;
+  } refused[] = {
+      {{{"ID", 1}, {"U", 6}, {"N", "b"}}, true},       {{{"ID", 2}, {"U", 5}, {"N", "b"}}, true},
+      {{{"ID", 2}, {"U", 6}, {"N", Variant::null()}}}, {{{"ID", 2}, {"U", 6}, {"N", "b"}, {"C", 0}}},
+      {{{"ID", 2}, {"U", 6}, {"N", "b"}, {"F", 99}}},
+  };
+  for (const auto& [values, duplicate] : refused) {
+    const auto& [name, value] = values.back();
+    SCOPED_TRACE(name);
+    EXPECT_FALSE(add(values));
+    EXPECT_EQ(data->Err_Description() == "Duplicated Key!", duplicate) << data->Err_Description();
+    EXPECT_EQ(data->Err_Number(), ado::kIntegrityViolation);
+    EXPECT_EQ(rows().EditMode(), ado::adEditAdd);
+    EXPECT_EQ(rows().value(rows().column_index(name)), value) << "what was set";
+    EXPECT_FALSE(data->MoveNext()) << "it would be sent again";
+    EXPECT_EQ(seen(table), "1");
+    rows().CancelUpdate();
+    EXPECT_EQ(shown(data->GetPound("ID")), "1") << "the row that was current";
+  }
+  data->AddNew();
+  set({{"ID", 2}, {"N", "b"}, {"G", 3}});
+  const bool told = data->Err_Number() == ado::kMultipleStep;
+  EXPECT_TRUE(told || !data->Save()) << "computed";
+  rows().CancelUpdate();
+  EXPECT_FALSE(add({{"ID", 1}, {"N", "b"}}));
+  data->SetPound("ID", 2);
+  expect_saved();
+  data->SetPound("ID", 1);
+  EXPECT_FALSE(data->Save());
+  EXPECT_EQ(data->Err_Description(), "Duplicated Key!");
+  EXPECT_EQ(rows().EditMode(), ado::adEditInProgress);
+  rows().CancelUpdate();
+  EXPECT_EQ(shown(data->GetPound("ID")), "2");
+  EXPECT_EQ(seen(table), "2");
+  // A row that others point to cannot be deleted.
+  run("UPDATE " + table + " SET F = 1");
+  data->m_Tabella = parent;
+  ASSERT_TRUE(data->Selection());
+  EXPECT_FALSE(data->Delete());
+  EXPECT_EQ(data->Err_Description(), "Can't delete the record!");
+  EXPECT_EQ(data->Err_Number(), ado::kIntegrityViolation);
+  EXPECT_EQ(shown(data->GetPound("ID")), "1");
+
+  const bool is_own = database().driver == nullptr;
+  const struct {
+    std::string statement;
+    int number;
+    const char* state;
+  } statements[] = {
+      {"INSERT INTO " + parent + " VALUES (1)", ado::kIntegrityViolation, "23505"},
+      {"INSERT INTO " + table + " (ID, N) VALUES (9, NULL)", ado::kIntegrityViolation, "23502"},
+      {"SELECT * FROM NOWHERE", ado::kTableNotFound, "42"},
+      {"SELECT MISSPELT FROM " + table, is_own ? ado::kParameterMissing : ado::kErrorsInCommand, "42"},
+      {"SELEC 1", ado::kErrorsInCommand, "42"},
+      {std::string("SELECT 1\0 ", 10), ado::kErrorsInCommand, ""},
+  };
+  for (const auto& row : statements) {
+    SCOPED_TRACE(row.statement);
+    EXPECT_FALSE(data->ExecuteSQL(row.statement));
+    EXPECT_EQ(data->Err_Number(), row.number);
+    ASSERT_GE(connection->Errors()->Count(), 1);
+    const std::string state = connection->Errors()->Item(std::int16_t{0})->SQLState();
+    EXPECT_TRUE(state.starts_with(row.state)) << state;
+  }
+  std::int32_t affected = -2;
+  EXPECT_TRUE(data->ExecuteSQL("UPDATE " + table + " SET U = NULL WHERE ID = 77", 30, affected));
+  EXPECT_EQ(affected, 0);
+  EXPECT_TRUE(data->ExecuteSQL("UPDATE " + table + " SET C = 8", 30, affected));
+  EXPECT_EQ(affected, 2);
+  EXPECT_FALSE(data->ExecuteSQL(database().slow, 1, affected));
+  EXPECT_EQ(data->Err_Number(), ado::kTimeoutExpired);
+  EXPECT_TRUE(data->ExecuteSQL("DELETE FROM " + table + " WHERE ID = 1", 1, affected));
+  EXPECT_EQ(affected, 1);
+}
+
+TEST_P(WriteTest, NothingIsWrittenOverAnothersChange) {
+  make_table("ID INTEGER PRIMARY KEY, V VARCHAR(10), W INTEGER");
+  for (const char* id : {"1", "2"}) run("INSERT INTO " + table + " VALUES (" + id + ", 'old', 0)");
+  data->m_SelectOrder = "ID";
+  ASSERT_TRUE(data->Selection());
+  const auto theirs = other_connection();
+  theirs->Execute("UPDATE " + table + " SET V = 'theirs' WHERE ID = 1");
+  data->SetPound("W", 4);
+  expect_saved();  // another column is no conflict
+  data->SetPound("V", "mine");
+  for (const bool by_move : {false, true}) {
+    EXPECT_FALSE(by_move ? data->MoveNext() : data->Save());
+    EXPECT_EQ(data->Err_Number(), ado::kConflict);
+    EXPECT_EQ(rows().EditMode(), ado::adEditInProgress);
+    EXPECT_EQ(data->GetPound("V"), Variant("mine"));
+    EXPECT_EQ(rows().AbsolutePosition(), 1);
+  }
+  EXPECT_EQ(seen(table + " WHERE V = 'theirs' AND W = 4"), "1");
+  rows().CancelUpdate();
+  EXPECT_EQ(data->GetPound("V"), Variant("old"));
+  data->RefreshADO();
+  EXPECT_EQ(data->GetPound("V"), Variant("theirs"));
+  data->SetPound("V", "mine");
+  expect_saved();
+  theirs->Execute("DELETE FROM " + table + " WHERE ID = 1");
+  EXPECT_FALSE(data->Delete());
+  EXPECT_EQ(data->Err_Number(), ado::kConflict);
+  EXPECT_TRUE(data->MoveNext());
+  EXPECT_TRUE(data->Delete());
+  EXPECT_EQ(seen(table), "0");
+}
+
+TEST_P(WriteTest, SqlInAValueIsText) {
+  make_table("ID VARCHAR(60) PRIMARY KEY, V VARCHAR(60)");
+  ASSERT_TRUE(data->Selection());
+  const std::vector<std::string> texts = {"'; DELETE FROM " + table + "; --",
+                                          "a' OR '1'='1",
+                                          "\\'; --",
+                                          "?",
+                                          "\"`]",
+                                          "{d '2024-01-01'}",
+                                          "{fn NOW()}",
+                                          "%s\\0",
+                                          "$1",
+                                          ":a"};
+  for (const std::string& text : texts) expect_added({{"ID", text}, {"V", text}});
+  ASSERT_TRUE(data->Selection());
+  std::size_t left = texts.size();
+  for (const std::string& text : texts) {
+    EXPECT_TRUE(data->Find("ID = '" + text::replace_all(text, "'", "''") + "'", 1)) << text;
+    EXPECT_EQ(rows().value(1), Variant(text));
+    data->SetPound("V", "changed");
+    expect_saved();
+    EXPECT_TRUE(data->Delete());
+    EXPECT_EQ(seen(table), std::to_string(--left));
+    if (left > 0) data->MoveFirst();
+  }
+}
+
+TEST_P(WriteTest, ViewsJoinsAndTriggersAreWrittenThrough) {
+  make_table("V VARCHAR(10)");
+  const std::string log = table;
+  make_table(std::string("ID ") + database().identity + ", V VARCHAR(10), W INTEGER");
+  const std::string main = table;
+  for (const std::string each : database().triggers) {
+    run(text::replace_all(text::replace_all(each, "{t}", table), "{l}", log));
+  }
+  ASSERT_TRUE(data->Selection());
+  expect_added({{"V", "a"}});
+  data->SetPound("V", "b");
+  expect_saved();
+  EXPECT_EQ(seen(main + " WHERE V = 'b' AND W = 7 AND ID = 1") + seen(log), "12");
+  ASSERT_TRUE(data->Selection());
+  set({{"V", "c"}, {"W", 8}});
+  expect_saved();
+  EXPECT_EQ(seen(main + " WHERE V = 'c' AND W = 8"), "1");
+
+  // A view is its table to some drivers, and nothing that can be changed to the others.
+  run("CREATE VIEW " + main + "v AS SELECT ID, V, W + 1 AS X FROM " + main);
+  open("SELECT * FROM " + main + "v");
+  const bool updates = rows().Supports(ado::adUpdate);
+  data->SetPound("X", 1);
+  const bool at_once = data->Err_Number() == (updates ? ado::kMultipleStep : kNotUpdatable);
+  EXPECT_TRUE(at_once || !data->Save()) << "computed";
+  rows().CancelUpdate();
+  data->SetPound("V", "view");
+  EXPECT_TRUE(data->Save()) << data->Err_Description();
+  EXPECT_EQ(seen(main + " WHERE V = 'view'"), updates ? "1" : "0");
+  run("DROP VIEW " + main + "v");
+
+  run("INSERT INTO " + main + " (V) VALUES ('x')");
+  make_table("KEY1 INTEGER PRIMARY KEY, F INTEGER, N VARCHAR(5) NOT NULL");
+  const std::string from = " FROM " + main + " a, " + table + " b WHERE a.ID = b.F ORDER BY b.KEY1";
+  for (const char* values : {"(1, 1, 'n')", "(2, 2, 'n')"}) run("INSERT INTO " + table + " VALUES " + values);
+  open("SELECT a.ID, a.V, b.KEY1, b.N" + from);
+  set({{"V", "joined"}, {"N", "m"}});
+  expect_saved();
+  EXPECT_EQ(seen(main + " WHERE V = 'joined' AND ID = 1") + seen(table + " WHERE N = 'm' AND KEY1 = 1"),
+            "11");
+  data->MoveNext();
+  set({{"V", "half"}, {"N", Variant::null()}});
+  EXPECT_FALSE(data->Save());
+  EXPECT_EQ(seen(main + " WHERE V = 'half'") + seen(main + " WHERE V = 'x'"), "01") << "both tables or none";
+  rows().CancelUpdate();
+  data->AddNew();
+  EXPECT_EQ(data->Err_Number(), kNotUpdatable);
+  EXPECT_FALSE(data->Delete());
+  EXPECT_EQ(data->Err_Number(), kNotUpdatable);
+  open("SELECT a.ID, a.V, b.N" + from);
+  data->SetPound("N", "x");
+  EXPECT_FALSE(data->Save()) << "its key is missing";
+  rows().CancelUpdate();
+  data->SetPound("V", "again");
+  expect_saved();
+  EXPECT_EQ(seen(main + " WHERE V = 'again'") + seen(table + " WHERE N = 'x'"), "10");
+}
+
+TEST_P(WriteTest, TransactionsHoldTogether) {
+  make_table("ID INTEGER PRIMARY KEY");
+  const auto insert = [&](const char* id) {
+    return data->ExecuteSQL("INSERT INTO " + table + " VALUES (" + id + ")");
+  };
+  data->TransCommit();
+  EXPECT_EQ(data->Err_Number(), ado::kNoTransaction);
+  EXPECT_EQ(connection->BeginTrans(), 1);
+  const bool nests = database().driver == nullptr;
+  EXPECT_EQ(error_of([&] { return connection->BeginTrans(); }), nests ? 0 : ado::kTransactionActive);
+  if (nests) data->TransRollBack();
+  EXPECT_TRUE(insert("1"));
+  data->TransRollBack();
+  EXPECT_EQ(count(table), "0");
+  data->TransBegin();
+  ASSERT_TRUE(data->Selection());
+  expect_added({{"ID", 1}});
+  EXPECT_FALSE(add({{"ID", 1}}));
+  data->SetPound("ID", 2);
+  expect_saved();
+  EXPECT_FALSE(insert("1"));
+  EXPECT_TRUE(insert("3"));
+  EXPECT_EQ(error_of([&] { return connection->Close(), 0; }), ado::full_number(ado::Model::in_transaction));
+  data->CloseConnection();
+  EXPECT_TRUE(data->IsConnectionOpen());
+  EXPECT_EQ(seen(table), "0");
+  data->TransCommit();
+  EXPECT_EQ(seen(table), "3");
+  EXPECT_TRUE(insert("4"));
+  EXPECT_EQ(seen(table), "4");
+}
+
+TEST_P(WriteTest, ManyRowsAreAddedInABatch) {
+  constexpr int kRows = 2'500;
+  data->SetLock(ado::adLockBatchOptimistic);
+  for (const bool duplicate : {false, true}) {
+    SCOPED_TRACE(duplicate ? "a duplicate in the middle" : "all well");
+    make_table(std::string("N ") + database().identity + ", ID INTEGER UNIQUE, V VARCHAR(80)");
+    open("SELECT ID, V FROM " + table);
+    const auto text = [](int i) {
+      std::string value(static_cast<std::size_t>(i % 60), 'x');
+      return i % 7 == 0 ? Variant::null() : Variant(value + "🙂");
+    };
+    for (int i = 1; i <= kRows; ++i) {
+      expect_added({{"ID", duplicate && i == 1'500 ? 3 : i}, {"V", text(i)}});
+    }
+    EXPECT_EQ(rows().Status(), ado::adRecNew);
+    EXPECT_EQ(in_group(ado::adFilterPendingRecords), kRows);
+    EXPECT_EQ(seen(table), "0");
+    EXPECT_EQ(send(), duplicate ? ado::kIntegrityViolation : 0);
+    EXPECT_EQ(in_group(ado::adFilterAffectedRecords), kRows);
+    EXPECT_EQ(in_group(ado::adFilterPendingRecords), duplicate ? 1 : 0);
+    if (duplicate) {
+      EXPECT_EQ(connection->Errors()->Count(), 1);
+      EXPECT_EQ(seen(table), std::to_string(kRows - 1));
+      EXPECT_EQ(in_group(ado::adFilterConflictingRecords), 1);
+      EXPECT_EQ(rows().Status(), ado::adRecNew | ado::adRecIntegrityViolation);
+      data->SetPound("ID", 1'500);
+      EXPECT_EQ(send(), 0);
+    }
+    EXPECT_EQ(in_group(ado::adFilterNone), kRows);
+    EXPECT_EQ(rows().Status(), ado::adRecUnmodified);
+    ASSERT_TRUE(
+        other->AccessQuery("SELECT ID, V FROM " + table + (duplicate ? " ORDER BY ID" : " ORDER BY N")));
+    ASSERT_EQ(other->RecordCount(), kRows);
+    int wrong = 0;
+    for (int i = 1; i <= kRows; ++i, other->MoveNext()) {
+      wrong += shown(other->GetPoundPos(0)) != std::to_string(i);
+      wrong += other->GetRecordSet()->value(1) != text(i);
+    }
+    EXPECT_EQ(wrong, 0);
+  }
+}
+
+TEST_P(WriteTest, ABatchSendsWhatWasChangedAndDeleted) {
+  make_table("ID INTEGER PRIMARY KEY, V VARCHAR(10)");
+  for (int id = 1; id <= 5; ++id) run("INSERT INTO " + table + " VALUES (" + std::to_string(id) + ", 'v')");
+  data->SetLock(ado::adLockBatchOptimistic);
+  data->m_SelectOrder = "ID";
+  ASSERT_TRUE(data->Selection());
+  const auto change = [&](int id, const char* value) {
+    find(id);
+    data->SetPound("V", value);
+    expect_saved();
+  };
+  const auto change_all = [&] {
+    change(1, "a");
+    change(1, "b");
+    EXPECT_EQ(rows().Status(), ado::adRecModified);
+    EXPECT_EQ(rows().Fields()->Item("V")->OriginalValue(), Variant("v"));
+    EXPECT_EQ(data->GetPound("V"), Variant("b"));
+    for (const int id : {2, 4}) {
+      find(id);
+      EXPECT_TRUE(data->Delete());
+      EXPECT_EQ(rows().Status(), ado::adRecDeleted);
+    }
+    change(3, "mine");
+    for (const int id : {7, 8}) expect_added({{"ID", id}, {"V", "new"}});
+    EXPECT_TRUE(data->Delete());
+    EXPECT_EQ(data->RecordCount(), 4);
+    EXPECT_EQ(in_group(ado::adFilterPendingRecords), 5) << "what is to be deleted among them";
+    EXPECT_EQ(in_group(ado::adFilterNone), 4);
+    EXPECT_EQ(seen(table + " WHERE V = 'v'"), "5");
+  };
+  change_all();
+  rows().CancelBatch();
+  EXPECT_EQ(in_group(ado::adFilterPendingRecords), 0);
+  EXPECT_EQ(in_group(ado::adFilterNone), 5);
+  for (int id = 1; id <= 5; ++id) {
+    find(id);
+    EXPECT_EQ(data->GetPound("V"), Variant("v")) << id;
+  }
+  EXPECT_EQ(send(), 0) << "nothing to send";
+  change_all();
+  const auto theirs = other_connection();
+  theirs->Execute("UPDATE " + table + " SET V = 'theirs' WHERE ID = 3");
+  theirs->Execute("DELETE FROM " + table + " WHERE ID = 4");
+  EXPECT_EQ(send(), ado::kConflict);
+  EXPECT_EQ(connection->Errors()->Count(), 1) << "said once";
+  EXPECT_EQ(in_group(ado::adFilterConflictingRecords), 2);
+  EXPECT_EQ(rows().Status(), ado::adRecModified | ado::adRecConcurrencyViolation);
+  rows().MoveNext();
+  EXPECT_EQ(rows().Status(), ado::adRecDeleted | ado::adRecConcurrencyViolation);
+  EXPECT_EQ(rows().Fields()->Item("ID")->OriginalValue(), Variant(std::int32_t{4}));
+  for (const char* row : {"ID = 1 AND V = 'b'", "ID = 3 AND V = 'theirs'", "ID = 5 AND V = 'v'", "ID = 7"}) {
+    EXPECT_EQ(seen(table + " WHERE " + row), "1") << row;
+  }
+  EXPECT_EQ(seen(table), "4");
+  EXPECT_FALSE(data->Save() && send() == 0) << "it is tried again";
+  rows().CancelBatch();
+  EXPECT_EQ(in_group(ado::adFilterNone), 5) << "as they were read, the one they deleted too";
+  ASSERT_TRUE(data->Selection());
+  change(3, "mine");
+  EXPECT_EQ(send(), 0);
+  EXPECT_EQ(seen(table + " WHERE V = 'mine'"), "1");
+}
+
+TEST_P(WriteTest, ABatchKeepsToTheHostsTransaction) {
+  make_table(std::string("ID ") + database().identity + ", V VARCHAR(10)");
+  data->SetLock(ado::adLockBatchOptimistic);
+  ASSERT_TRUE(data->Selection());
+  for (const bool commits : {false, true}) {
+    for (const char* value : {"a", "b", "c"}) expect_added({{"V", value}});
+    data->TransBegin();
+    EXPECT_EQ(send(), 0);
+    EXPECT_EQ(count(table) + seen(table), "30");
+    commits ? data->TransCommit() : data->TransRollBack();
+    EXPECT_EQ(seen(table), commits ? "3" : "0");
+    if (!commits) data->RefreshADO();
+  }
+  // Each row learned its number: a change goes to the right one.
+  data->MoveFirst();
+  data->MoveNext();
+  data->SetPound("V", "B");
+  EXPECT_EQ(send(), 0);
+  const auto all = opened("SELECT ID, V FROM " + table + " ORDER BY ID");
+  for (const char* value : {"a", "B", "c"}) {
+    EXPECT_EQ(all->value(1), Variant(value));
+    all->MoveNext();
+  }
+}
+
+TEST_P(WriteTest, NothingOfALostTransactionIsStored) {
+  if (!database().loses_on_deadlock) GTEST_SKIP() << "a deadlock undoes no transaction";
+  make_table("ID INTEGER PRIMARY KEY, V INTEGER");
+  for (const char* id : {"1", "2", "3"}) run("INSERT INTO " + table + " VALUES (" + id + ", 0)");
+  const auto mine = other_connection();
+  const auto theirs = other_connection();
+  const auto update = [&](const Ptr<ado::Connection>& by, const std::string& rest) {
+    return error_of([&] { return by->Execute("UPDATE " + table + " SET V = " + rest); });
+  };
+  mine->BeginTrans();
+  theirs->BeginTrans();
+  EXPECT_EQ(update(mine, "1 WHERE ID = 1"), 0);
+  // The one that changed less is the victim.
+  EXPECT_EQ(update(theirs, "2 WHERE ID >= 2"), 0);
+  int went_on = -1;
+  std::thread waiting([&] { went_on = update(theirs, "2 WHERE ID = 1"); });
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  const int failure = update(mine, "1 WHERE ID = 2");
+  waiting.join();
+  ASSERT_NE(failure, 0) << "no deadlock, or another victim";
+  EXPECT_EQ(went_on, 0);
+  EXPECT_EQ(update(mine, "1 WHERE ID = 3"), ado::kNoTransaction);
+  EXPECT_EQ(error_of([&] { return mine->CommitTrans(), 0; }), ado::kNoTransaction);
+  mine->RollbackTrans();
+  theirs->CommitTrans();
+  EXPECT_EQ(count(table + " WHERE V = 2"), "3");
+}
+
+TEST_P(KilledServerWriteTest, NothingIsStoredByHalvesAndALossIsToldOnce) {
+  data->SetLock(ado::adLockBatchOptimistic);
+  data->SetMessages(true);
+  for (const bool batch : {false, true}) {
+    SCOPED_TRACE(batch ? "in a batch" : "while a row is added");
+    make_table("ID INTEGER PRIMARY KEY, V VARCHAR(10)");
+    data->SetLock(batch ? ado::adLockBatchOptimistic : ado::adLockOptimistic);
+    ASSERT_TRUE(data->Selection());
+    constexpr int kRows = 20'000;
+    for (int i = 1; batch && i < kRows; ++i) expect_added({{"ID", i}, {"V", "x"}});
+    data->AddNew();
+    set({{"ID", kRows}, {"V", "x"}});
+    std::thread killing([&] {
+      if (batch) std::this_thread::sleep_for(30ms);
+      server().kill();
+    });
+    if (!batch) killing.join();
+    const std::size_t told = dialogs.boxes.size();
+    const bool saved = data->Save();
+    const int failure = batch ? send() : data->Err_Number();
+    if (batch) killing.join();
+    EXPECT_EQ(saved, batch);
+    EXPECT_EQ(dialogs.boxes.size(), told + (batch ? 0 : 1));
+    EXPECT_TRUE(failure == 0 || failure == ado::kUnspecified) << failure;
+    ASSERT_EQ(server().ensure_running(), "");
+    for (const auto end = std::chrono::steady_clock::now() + 10s; !data->Selection();
+         std::this_thread::sleep_for(20ms)) {
+      ASSERT_LT(std::chrono::steady_clock::now(), end) << data->Err_Description();
+    }
+    EXPECT_EQ(data->RecordCount(), failure == 0 ? kRows : 0);
+    expect_added({{"ID", kRows + 1}, {"V", "y"}});
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Engines, WriteTest, ::testing::ValuesIn(engines(Choose::one_of_ours)), engine_name);
+INSTANTIATE_TEST_SUITE_P(Engines, KilledServerWriteTest, ::testing::ValuesIn(engines(Choose::one_a_server)),
+                         engine_name);
+
+}  // namespace
+}  // namespace quarno::test
