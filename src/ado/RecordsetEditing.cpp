@@ -91,7 +91,9 @@ std::optional<std::size_t> Recordset::unassigned_number(const std::vector<bool>&
 }
 
 Variant Recordset::given_number(Session& session, std::size_t column) const {
-  return coerced(session.last_identity(), rows_->columns()[column], platform::locale());
+  return coerced(
+      session.last_identity(rows_->columns()[column].base_table, rows_->columns()[column].base_column),
+      rows_->columns()[column], platform::locale());
 }
 
 void Recordset::update_pending() {

@@ -90,8 +90,9 @@ class Session {
   virtual bool write_rows(const std::string& /*statement*/, std::span<const std::vector<Variant>> /*rows*/) {
     return false;
   }
-  /// The number given to the last row inserted; 0 when there was none.
-  virtual std::int64_t last_identity() = 0;
+  /// The number that a column which numbers its rows gave to the last row inserted into the table; 0 when
+  /// there was none.
+  virtual std::int64_t last_identity(const std::string& table, const std::string& column) = 0;
   /// Nesting is the provider's business: one that cannot raises kTransactionActive.
   virtual void begin() = 0;
   virtual void commit() = 0;

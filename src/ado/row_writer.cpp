@@ -196,7 +196,9 @@ BatchResult RowWriter::write_batch(
     if (pending.kind == adRecModified) return update(session, rows, numbers[i], values, pending.assigned);
     insert(session, rows, values, pending.assigned);
     if (const auto column = number_of(pending.assigned)) {
-      result.numbers.emplace_back(numbers[i], *column, session.last_identity());
+      result.numbers.emplace_back(
+          numbers[i], *column,
+          session.last_identity(rows.columns()[*column].base_table, rows.columns()[*column].base_column));
     }
   };
   for (std::size_t i = 0; i < numbers.size();) {

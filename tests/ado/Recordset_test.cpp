@@ -63,7 +63,7 @@ class ScriptedSession : public Session {
     g_script->written.push_back(statement + " " + std::to_string(parameters.size()));
     return g_script->affected;
   }
-  std::int64_t last_identity() override { return 77; }
+  std::int64_t last_identity(const std::string&, const std::string&) override { return 77; }
   void begin() override { ++g_script->level; }
   void commit() override { --g_script->level; }
   void rollback() override { --g_script->level; }

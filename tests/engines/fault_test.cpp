@@ -6,6 +6,7 @@
 #include "ado/ado_error.h"
 #include "engines/engines.h"
 #include "support/odbc_ini.h"
+#include "support/outcome.h"
 #include "support/reset_proxy.h"
 
 namespace quarno::test {
@@ -145,6 +146,61 @@ TEST_P(FaultTest, AStatementThatFailsIsTold) {
   EXPECT_TRUE(data->IsConnectionOpen());
   EXPECT_TRUE(data->IsEof());
   open("SELECT x FROM " + series(1));
+}
+
+TEST_P(FaultTest, WhatGoesWrongInATransactionIsNotStoredInPart) {
+  const auto count = [&] { return open("SELECT count(*) AS N FROM " + table), shown(data->GetValue("N")); };
+  data->SetMessages(false);
+  make_table("ID INTEGER PRIMARY KEY");
+  const std::string insert = "INSERT INTO " + table + " VALUES ";
+  // A failure leaves the transaction usable, or takes it along and says so at the commit.
+  for (const std::string& mistake : {std::string("SELEC 1"), insert + "(1)"}) {
+    run("DELETE FROM " + table);
+    data->TransBegin();
+    run(insert + "(1)");
+    EXPECT_FALSE(data->ExecuteSQL(mistake));
+    const bool went_on = data->ExecuteSQL(insert + "(2)");
+    data->set_Err_Activate(true);
+    EXPECT_EQ(error_of([&] { return data->TransCommit(), 0; }) == 0, went_on) << mistake;
+    data->set_Err_Activate(false);
+    if (!went_on) data->TransRollBack();
+    EXPECT_EQ(count(), went_on ? "2" : "0") << mistake;
+  }
+  // One that a statement begins is the host's own, whatever is read meanwhile.
+  run("DELETE FROM " + table);
+  data->CloseRs();
+  run("BEGIN");
+  run(insert + "(7)");
+  data->SetAsyncMode(true);
+  EXPECT_EQ(count(), "1");
+  data->CloseRs();
+  run("ROLLBACK");
+  EXPECT_EQ(count(), "0");
+}
+
+TEST_P(TimeLimitTest, AWalkEndsWhereItsRowsBreakOff) {
+  // Only a server that fails in the middle of a result shows it.
+  if (std::string_view(engine().name) != "PostgreSQLSource") return;
+  for (const bool async : {false, true}) {
+    data->SetCursorLocation(async ? ado::adUseClient : ado::adUseServer);
+    data->SetCursor(ado::adOpenForwardOnly);
+    data->SetLock(ado::adLockReadOnly);
+    data->SetAsyncMode(async);
+    open("SELECT g AS V, 1/(g-6000) AS X FROM generate_series(1,9000) g");
+    int rows = 0;
+    while (!data->IsEof() && rows < 20'000) ++rows, data->MoveNext();
+    EXPECT_EQ(data->Err_Number(), ado::kUnspecified) << data->Err_Description();
+    EXPECT_GT(rows, 4000);
+    EXPECT_LT(rows, 6000);
+    EXPECT_EQ(shown(data->GetValue("V")), std::to_string(rows)) << "the last row that came stays";
+    // What was filtered is not carried over to the next query.
+    open("SELECT g AS V FROM generate_series(1,9000) g");
+    if (async) data->GetRecordSet()->set_Filter("V = 3");
+    open("SELECT g AS V FROM generate_series(1,9000) g");
+    for (rows = 1; data->MoveNext(); ++rows) {
+    }
+    EXPECT_EQ(rows, 9000);
+  }
 }
 
 TEST_P(TimeLimitTest, AQueryEndsAtItsTimeout) {

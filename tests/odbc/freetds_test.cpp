@@ -427,6 +427,46 @@ TEST_F(FreeTdsTest, ParametersKeepTheirValue) {
   }
 }
 
+TEST_F(FreeTdsTest, TheServerTellsWhoseColumnsTheyAre) {
+  const std::string query = "SELECT A, B AS C, 1 AS D FROM T WHERE B > 'x'";
+  const std::vector<Column> told = {{"h", kBit, 1},      {"s", kVarChar, 60}, {"t", kVarChar, 60},
+                                    {"c", kVarChar, 60}, {"n", kBit, 1},      {"k", kBit, 1},
+                                    {"u", kBit, 1}};
+  const auto origin = [](bool hidden, const char* table, const char* column, bool key) {
+    return std::vector<std::optional<std::string>>{le(hidden, 1), "dbo",      table,   column,
+                                                   le(key, 1),    le(key, 1), le(1, 1)};
+  };
+  for (const bool hides_key : {false, true}) {
+    std::vector<std::vector<std::optional<std::string>>> origins = {
+        origin(false, "T", "A", true), origin(false, "T", "B", false), origin(false, "", "", false)};
+    if (hides_key) origins.push_back(origin(true, "T", "K", true));
+    peer.answer("dm_exec_describe_first_result_set(N'" + text::replace_all(query, "'", "''") + "'",
+                rows(told, origins));
+    peer.answer("SELECT SCHEMA_NAME()", rows({{"", kVarChar, 60}}, {{"dbo"}}));
+    peer.answer(query,
+                rows({{"A", kInt, 4}, {"C", kVarChar, 9}, {"D", kInt, 4}}, {{le(5, 4), "y", le(1, 4)}}));
+    auto result = make<ado::Recordset>();
+    result->set_CursorLocation(ado::adUseClient);
+    result->Open(query, Variant(connection), ado::adOpenStatic, ado::adLockOptimistic);
+    std::string seen;
+    for (const ado::Column& each : result->columns()) {
+      seen += each.base_table + "." + each.base_column + (each.key ? "*" : "") +
+              (each.auto_increment ? "+ " : " ");
+    }
+    EXPECT_EQ(seen, hides_key ? "T.A+ T.B . " : "T.A*+ T.B . ") << "a key counts when all of it is here";
+    if (hides_key) continue;
+    peer.answer("UPDATE [T] SET [B] = ", done(1));
+    peer.take_requests();
+    result->set_value(1, "z");
+    result->Update();
+    const auto requests = peer.take_requests();
+    ASSERT_FALSE(requests.empty());
+    EXPECT_NE(requests.front().text.find("UPDATE [T] SET [B] = @P1 WHERE [A] = @P2 AND [B] = @P3"),
+              std::string::npos)
+        << requests.front().text;
+  }
+}
+
 TEST_F(FreeTdsTest, WorkIsCommittedBeforeAutocommitIsOn) {
   const std::string update = "UPDATE T SET A = 1";
   peer.answer(update, done(2));
@@ -455,7 +495,7 @@ TEST_F(FreeTdsTest, WorkIsCommittedBeforeAutocommitIsOn) {
   own->begin();
   EXPECT_EQ(texts_of([&] { EXPECT_EQ(write(1), 2); }),
             (Texts{"SAVE TRANSACTION quarnofwk_write", update, "ROLLBACK TRANSACTION quarnofwk_write"}));
-  EXPECT_EQ(own->last_identity(), 42);
+  EXPECT_EQ(own->last_identity("T", "ID"), 42);
   connection->BeginTrans();
   EXPECT_NE(error_of("DEADLOCK"), 0);
   EXPECT_EQ(error_of(update), ado::kNoTransaction) << "the server undid it";

@@ -39,6 +39,7 @@ constexpr Dbms kKnown[] = {
      .transaction_lost_code = 1213},
     {.name = "PostgreSQL",
      .identity_query = "SELECT lastval()",
+     .number_query = "SELECT currval(pg_get_serial_sequence(",
      .declare_cursor = "DECLARE ",
      // Not WITH HOLD: the server would run the whole query when it commits, where no time limit holds.
      .cursor_options = " NO SCROLL CURSOR FOR ",

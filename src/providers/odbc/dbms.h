@@ -16,6 +16,9 @@ struct Dbms {
   ado::Dialect dialect = {};
   /// Gives the number of the last row inserted; empty when there is no such query.
   std::string_view identity_query = {};
+  /// Where triggers may draw numbers too: gives the number of one column; a table and a column follow, as
+  /// texts.
+  std::string_view number_query = {};
   /// "SELECT @@Identity" has to be replaced by the query above.
   bool lacks_identity_variable = false;
   /// Limits the statements of the connection when a number of time units follows; empty: the statement

@@ -60,7 +60,7 @@ class OdbcSession : public ado::Session {
   std::int64_t write(const std::string& statement, std::span<const Variant> parameters,
                      std::int64_t most) override;
   bool write_rows(const std::string& statement, std::span<const std::vector<Variant>> rows) override;
-  std::int64_t last_identity() override;
+  std::int64_t last_identity(const std::string& table, const std::string& column) override;
   void begin() override;
   void commit() override;
   void rollback() override;
@@ -450,11 +450,16 @@ std::int64_t OdbcSession::write_now(const std::string& statement, std::span<cons
   }
 }
 
-std::int64_t OdbcSession::last_identity() {
+std::int64_t OdbcSession::last_identity(const std::string& table, const std::string& column) {
   results_->keep();
   if (dbms_.identity_query.empty()) return 0;
+  const auto literal = [](const std::string& text) { return "'" + text::replace_all(text, "'", "''") + "'"; };
+  const std::string query = dbms_.number_query.empty() ? std::string(dbms_.identity_query)
+                                                       : std::string(dbms_.number_query) +
+                                                             literal(ado::quoted_name(dbms_.dialect, table)) +
+                                                             ", " + literal(column) + "))";
   try {
-    const auto number = Decimal::parse(single_text(dbms_.identity_query));
+    const auto number = Decimal::parse(single_text(query));
     return number ? static_cast<std::int64_t>(number->low()) : 0;
   } catch (const Error& error) {
     // PostgreSQL: nothing was inserted in this session.

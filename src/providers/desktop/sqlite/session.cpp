@@ -68,7 +68,9 @@ class SqliteSession : public ado::Session {
   std::int64_t write(const std::string& statement, std::span<const Variant> parameters,
                      std::int64_t most) override;
   bool write_rows(const std::string& statement, std::span<const std::vector<Variant>> rows) override;
-  std::int64_t last_identity() override { return sqlite3_last_insert_rowid(database_.get()); }
+  std::int64_t last_identity(const std::string& /*table*/, const std::string& /*column*/) override {
+    return last_row_id();
+  }
   void begin() override;
   void commit() override;
   void rollback() override;
@@ -82,6 +84,7 @@ class SqliteSession : public ado::Session {
   void run(const std::string& statement);
 
  private:
+  std::int64_t last_row_id() const { return sqlite3_last_insert_rowid(database_.get()); }
   // Answers from the session, because the engine has no such variable; no row as long as nothing was
   // inserted.
   std::string identity_query();
@@ -120,7 +123,7 @@ void SqliteSession::run(const std::string& statement) {
 }
 
 std::string SqliteSession::identity_query() {
-  const std::int64_t number = last_identity();
+  const std::int64_t number = last_row_id();
   return "SELECT " + std::to_string(number) + " AS \"@@Identity\" WHERE " + (number != 0 ? "1" : "0");
 }
 
