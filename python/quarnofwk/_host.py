@@ -18,6 +18,10 @@ from .errors import set_error
 _handed_in: dict[int, Any] = {}
 """Keeps each object alive until the library lets go of it. The number is the context of the C object."""
 _contexts = itertools.count(1)
+_handles: dict[tuple[int, int], int] = {}
+"""The C object of each that is handed in, by thread and identity: the library is to know a control again."""
+_keys: dict[int, tuple[int, int]] = {}
+"""Of each context, what its C object is found by."""
 
 
 def _other_spelling(target: Any, name: str) -> str | None:
@@ -86,7 +90,9 @@ def _guarded(body: Callable[..., None]) -> Callable[..., int]:
     return callback
 
 
-def _release(context: int, forget: Callable[..., Any] = _handed_in.pop) -> None:
+def _release(context: int, forget: Callable[..., Any] = _handed_in.pop, key_of: Callable[..., Any] = _keys.pop,
+             forget_handle: Callable[..., Any] = _handles.pop) -> None:
+    forget_handle(key_of(context, None), None)
     forget(context, None)
 
 
@@ -100,12 +106,18 @@ atexit.register(_handed_in.clear)
 
 
 def new_handle(target: Any) -> int:
-    """One reference to a new C object that stands for `target`."""
+    """One reference to the C object that stands for `target` on this thread; a new one the first time."""
+    key = (get_ident(), id(target))
+    known = _handles.get(key)
+    if known is not None:
+        library.qf_retain(known)
+        return known
     context, handle = next(_contexts), c_void_p()
     _handed_in[context] = target
     if library.qf_host_object(_callbacks_pointer, context, byref(handle)):
         del _handed_in[context]
         raise failure()
+    _handles[key], _keys[context] = handle.value or 0, key
     return handle.value or 0
 
 

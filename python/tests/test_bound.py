@@ -37,6 +37,10 @@ class BoundControls(Case):
             name.Text, check.Value = "", 7
             data.SetBound()
             self.assertEqual(form(), ("NO", 0, 0))
+            data.Bind(name, "V")  # the same control again shows another field
+            data.SetBound()
+            self.assertEqual(form(), ("0", 0, 0))
+            data.Bind(name, "N")
             data.Bind(object(), "N")
             self.assertEqual(data.Err_Number, 438)
             data.Bind(Broken(), "N")
