@@ -134,6 +134,7 @@ std::int32_t Recordset::State() const {
 }
 
 bool Recordset::load_more() {
+  rows_->renew_time_limit();
   const bool more = connection_->report_failures(
       [&] { return is_forward_only_ ? rows_->replace(kFetchRows) : rows_->load(kFetchRows); });
   if (more && is_forward_only_) is_first_block_ = false;
@@ -142,6 +143,7 @@ bool Recordset::load_more() {
 
 void Recordset::load_all() const {
   if (is_forward_only_ || rows_->is_complete()) return;
+  rows_->renew_time_limit();
   connection_->report_failures([&] {
     while (rows_->load(kFetchRows)) {
     }

@@ -150,4 +150,43 @@ std::optional<Date> parse_date(std::string_view text, const LocaleInfo& locale) 
   return date_from_civil(civil);
 }
 
+std::string iso_date_text(const CivilTime& moment, bool with_time) {
+  std::string result;
+  const auto put = [&](std::string_view sign, int number, int digits) {
+    result += sign;
+    const std::size_t end = result.size() + static_cast<std::size_t>(digits);
+    result.resize(end);
+    for (int place = 1; place <= digits; ++place, number /= 10) {
+      result[end - static_cast<std::size_t>(place)] = static_cast<char>('0' + number % 10);
+    }
+  };
+  put("", moment.year, 4);
+  put("-", moment.month, 2);
+  put("-", moment.day, 2);
+  if (!with_time) return result;
+  put(" ", moment.hour, 2);
+  put(":", moment.minute, 2);
+  put(":", moment.second, 2);
+  if (moment.microsecond != 0) put(".", moment.microsecond, 6);
+  return result;
+}
+
+std::optional<Date> parse_iso_date(std::string_view text) {
+  constexpr std::string_view kPattern = "0000-00-00 00:00:00";
+  if (text.size() != 10 && text.size() != kPattern.size()) return std::nullopt;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const bool fits = kPattern[i] == '0' ? text[i] >= '0' && text[i] <= '9' : text[i] == kPattern[i];
+    if (!fits) return std::nullopt;
+  }
+  const auto two = [&](std::size_t at) { return (text[at] - '0') * 10 + (text[at + 1] - '0'); };
+  CivilTime t{two(0) * 100 + two(2), two(5), two(8)};
+  if (t.year < 1000) return std::nullopt;
+  if (text.size() > 10) {
+    t.hour = two(11);
+    t.minute = two(14);
+    t.second = two(17);
+  }
+  return date_from_civil(t);
+}
+
 }  // namespace quarno

@@ -24,4 +24,12 @@ std::string general_date_text(Date date, const LocaleInfo& locale);
 /// years below 30 are 20xx, others 19xx. Nothing when the text is no date.
 std::optional<Date> parse_date(std::string_view text, const LocaleInfo& locale);
 
+/// "2015-01-05 23:59:59" as most programs write a moment, with a fraction ".250000" when there is one; the
+/// day alone without the time.
+std::string iso_date_text(const CivilTime& moment, bool with_time);
+
+/// Reads a day or a whole second from the year 1000 on, just as it is written by the above; nothing for any
+/// other text. Much faster than the reading of all forms.
+std::optional<Date> parse_iso_date(std::string_view text);
+
 }  // namespace quarno

@@ -16,6 +16,7 @@ namespace {
 
 struct Script {
   int rows = 3, fail_at_row = -1, level = 0;
+  int renewals = 0;  // of the time limit
   std::int64_t affected = 1;
   std::vector<std::string> written;  // the statement, and how many parameters it had
   bool fail_write = false, alive = true;
@@ -45,6 +46,7 @@ class ScriptedRows : public Rows {
     store.column(1).append_text("n" + std::to_string(next_));
     return 1;
   }
+  void renew_time_limit() override { ++g_script->renewals; }
 
  private:
   std::vector<Column> columns_;
@@ -289,6 +291,17 @@ TEST_F(RecordsetTest, ForwardOnlyHoldsOneBlockAndGoesOnlyForward) {
       {kLost, [&] { rows->MoveNext(); }}, {"-1/-1 n1", [] {}}, {"closed", [&] { connection->Close(); }},
   });
   // clang-format on
+}
+
+TEST_F(RecordsetTest, TimeCountsAnewForWhatIsAskedForLater) {
+  opened();
+  EXPECT_EQ(script.renewals, 0) << "one limit holds for all rows of a whole fetch";
+  const auto walked = opened(adLockReadOnly, adUseServer, kNoOptions, adOpenForwardOnly);
+  for (; !walked->at_eof(); walked->MoveNext()) {
+  }
+  EXPECT_EQ(script.renewals, 3) << "two blocks more, and the end";
+  opened(adLockOptimistic, adUseClient, adAsyncFetch)->RecordCount();
+  EXPECT_EQ(script.renewals, 4) << "one limit for all that is left";
 }
 
 TEST_F(RecordsetTest, AsynchronousFetchingBringsRowsAsTheyAreNeeded) {

@@ -123,6 +123,21 @@ TEST(ColumnData, KeepsWhatIsNotOfItsTypeAsItCame) {
   EXPECT_EQ(real.value(0), Variant((std::int64_t{1} << 53) + 1));
 }
 
+TEST(ColumnData, TellsWhatTheSourceHoldsForADate) {
+  ColumnData column(DataType::db_date);
+  const Date date{42009};
+  for (const char* text : {"2015-01-05", "2015-01-06", "5 Jan 2015", "2015-01-05 00:00:00"}) {
+    if (!column.append_date_text(text)) column.append_text(text);
+  }
+  column.append(date);  // a row that was added here
+  column.append_date(date);
+  column.append_real(42009.25);
+  const Variant expected[] = {"2015-01-05", "2015-01-06", "5 Jan 2015",  "2015-01-05 00:00:00",
+                              date,         date,         Date{42009.25}};
+  for (std::size_t i = 0; i < std::size(expected); ++i) EXPECT_EQ(column.source_value(i), expected[i]) << i;
+  EXPECT_EQ(column.value(0), Variant(date));
+}
+
 TEST(ColumnData, TextsOfRandomLengthComeBack) {
   std::mt19937 random(7);
   std::vector<std::string> texts;

@@ -1,7 +1,6 @@
 #include "ado/cursor/column_store.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -204,10 +203,8 @@ void ColumnData::append_real(double value) {
       return append_fixed(static_cast<float>(value));
     case Layout::real: return append_fixed(value);
     case Layout::date:
-      if (value <= kFirstDay - 1 || value >= kLastDay) break;
-      append_fixed(value);
-      if (date_text_ != DateText::none) keep_source_value(value);
-      return;
+      if (value > kFirstDay - 1 && value < kLastDay) return append_date(Date{value});
+      break;
     case Layout::decimal:
       if (const auto exact = Decimal::from_double(value)) return append_fixed(*exact);
       break;
@@ -273,64 +270,11 @@ void ColumnData::append_texts(const char* texts, std::size_t width, std::span<co
   }
 }
 
-namespace {
-
-// "2015-01-05 23:59:59", as most programs write a moment; only days without the time.
-struct IsoText {
-  std::array<char, 20> text{};
-  std::size_t length = 0;
-};
-IsoText iso_text(Date value, bool with_time) {
-  const CivilTime t = civil_from_date(value);
-  if (t.microsecond != 0 || t.year < 1000) return {};
-  IsoText result;
-  const auto put = [&](char sign, int number, int digits) {
-    if (sign != 0) result.text[result.length++] = sign;
-    for (int place = digits - 1; place >= 0; --place, number /= 10) {
-      result.text[result.length + static_cast<std::size_t>(place)] = static_cast<char>('0' + number % 10);
-    }
-    result.length += static_cast<std::size_t>(digits);
-  };
-  put(0, t.year, 4);
-  put('-', t.month, 2);
-  put('-', t.day, 2);
-  if (!with_time) return result;
-  put(' ', t.hour, 2);
-  put(':', t.minute, 2);
-  put(':', t.second, 2);
-  return result;
-}
-
-}  // namespace
-
-namespace {
-
-// A text just as iso_text writes it; nothing for any other.
-std::optional<Date> date_of_iso_text(std::string_view text) {
-  constexpr std::string_view kPattern = "0000-00-00 00:00:00";
-  if (text.size() != 10 && text.size() != kPattern.size()) return std::nullopt;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const bool fits = kPattern[i] == '0' ? text[i] >= '0' && text[i] <= '9' : text[i] == kPattern[i];
-    if (!fits) return std::nullopt;
-  }
-  const auto two = [&](std::size_t at) { return (text[at] - '0') * 10 + (text[at + 1] - '0'); };
-  CivilTime t{two(0) * 100 + two(2), two(5), two(8)};
-  if (t.year < 1000) return std::nullopt;
-  if (text.size() > 10) {
-    t.hour = two(11);
-    t.minute = two(14);
-    t.second = two(17);
-  }
-  return date_from_civil(t);
-}
-
-}  // namespace
-
 bool ColumnData::append_date_text(std::string_view text) {
-  const std::optional<Date> usual = date_of_iso_text(text);
+  const std::optional<Date> usual = parse_iso_date(text);
   const std::optional<Date> date = usual ? usual : parse_date(text, LocaleInfo{});
-  if (!date) return false;
-  append_date(*date);
+  if (!date || layout_ != Layout::date) return false;
+  append_fixed(*date);
   // Kept once for all dates that are written the way the first one is.
   const DateText form = !usual ? DateText::none : text.size() > 10 ? DateText::second : DateText::day;
   if (row_count_ == 1) date_text_ = form;
@@ -344,13 +288,14 @@ Variant ColumnData::source_value(std::size_t row) const {
   const Variant own = value(row);
   const Date* const date = own.get_if<Date>();
   if (date == nullptr || date_text_ == DateText::none) return own;
-  const IsoText text = iso_text(*date, date_text_ == DateText::second);
-  return std::string(text.text.data(), text.length);
+  return iso_date_text(civil_from_date(*date), date_text_ == DateText::second);
 }
 
 void ColumnData::append_date(Date value) {
-  if (layout_ == Layout::date) return append_fixed(value);
-  keep_aside(value);
+  if (layout_ != Layout::date) return keep_aside(value);
+  append_fixed(value);
+  // Among dates that are kept as text this one is not.
+  if (date_text_ != DateText::none) keep_source_value(value);
 }
 
 void ColumnData::append_currency(Currency value) {
@@ -387,6 +332,7 @@ void ColumnData::append(const Variant& value) {
   if (value.is_null() || value.is_empty() || value.is_missing()) return append_null();
   if (const auto* text = value.get_if<std::string>()) return append_text(*text);
   if (const auto* bytes = value.get_if<Variant::Bytes>()) return append_bytes(*bytes);
+  if (const auto* date = value.get_if<Date>()) return append_date(*date);
   const auto exactly = [&]<class T>(Layout layout) {
     const T* const same = layout_ == layout ? value.get_if<T>() : nullptr;
     if (same != nullptr) append_fixed(*same);
@@ -395,8 +341,7 @@ void ColumnData::append(const Variant& value) {
   if (exactly.operator()<double>(Layout::real) || exactly.operator()<std::int32_t>(Layout::int32) ||
       exactly.operator()<std::int16_t>(Layout::int16) || exactly.operator()<std::int64_t>(Layout::int64) ||
       exactly.operator()<std::uint8_t>(Layout::byte) || exactly.operator()<float>(Layout::single) ||
-      exactly.operator()<Currency>(Layout::currency) || exactly.operator()<Decimal>(Layout::decimal) ||
-      exactly.operator()<Date>(Layout::date)) {
+      exactly.operator()<Currency>(Layout::currency) || exactly.operator()<Decimal>(Layout::decimal)) {
     return;
   }
   const bool* const flag = layout_ == Layout::boolean ? value.get_if<bool>() : nullptr;

@@ -27,6 +27,10 @@ class RowSet {
 
   /// Whether all rows of the result are here.
   bool is_complete() const { return source_ == nullptr; }
+  /// Time counts anew for what is loaded next: called where a host comes for more at its own pace.
+  void renew_time_limit() {
+    if (source_ != nullptr) source_->renew_time_limit();
+  }
   /// Appends the next rows of the result; false at its end. A failure is raised again by every later call:
   /// rows that are missing must not look like the end.
   bool load(std::size_t limit);

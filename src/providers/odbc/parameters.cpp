@@ -1,10 +1,10 @@
 #include "providers/odbc/parameters.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 
 #include "ado/ado_error.h"
+#include "common/date_text.h"
 #include "common/text.h"
 
 namespace quarno::odbc {
@@ -13,16 +13,6 @@ namespace {
 // Beyond these a driver cuts what is bound as a short type.
 constexpr std::size_t kShortText = 4000;
 constexpr std::size_t kShortBytes = 8000;
-
-std::string date_text(const CivilTime& t) {
-  char text[40];
-  const int length = std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d", t.year, t.month, t.day,
-                                   t.hour, t.minute, t.second);
-  std::string result(text, static_cast<std::size_t>(length));
-  if (t.microsecond == 0) return result;
-  std::snprintf(text, sizeof text, ".%06d", t.microsecond);
-  return result + text;
-}
 
 }  // namespace
 
@@ -89,7 +79,7 @@ struct Parameters::Encode {
   void operator()(Date v) const {
     const CivilTime t = civil_from_date(v);
     if (dbms.sends_date_text || t.year < dbms.first_counted_year) {
-      slot.text = date_text(t);
+      slot.text = iso_date_text(t, true);
       return narrow_text(slot.text, nullptr);
     }
     const auto part = [](int value) { return static_cast<SQLUSMALLINT>(value); };

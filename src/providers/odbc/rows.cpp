@@ -317,6 +317,7 @@ std::vector<ado::DataType> types_of(const std::vector<ado::Column>& columns) {
 
 void OdbcRows::keep_rest() {
   kept_.emplace(types_of(columns_));
+  clock_.restart();
   try {
     while (read(*kept_, kBlockRows) > 0) {
     }
