@@ -164,9 +164,6 @@ class Recordset : public automation::Automation<Recordset> {
   // Changes are kept until UpdateBatch.
   bool is_batch() const { return lock_type_ == adLockBatchOptimistic; }
   std::vector<std::size_t> pending_rows(std::int32_t affect) const;
-  // The column that the source numbers, when nothing was assigned to it.
-  std::optional<std::size_t> unassigned_number(const std::vector<bool>& assigned) const;
-  Variant given_number(Session& session, std::size_t column) const;
   void take_rows(std::shared_ptr<RowSet> rows);
   void forget_rows();
 

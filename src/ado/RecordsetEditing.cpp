@@ -71,8 +71,8 @@ void Recordset::insert_pending() {
     Session& session = writing_session();
     connection_->report_failures([&] { writer_.insert(session, *rows_, pending_, assigned_); });
     // What the source fills in by itself is known only for the number it gives.
-    if (const auto number = unassigned_number(assigned_)) {
-      pending_[*number] = given_number(session, *number);
+    if (const auto number = rows_->unassigned_number(assigned_)) {
+      pending_[*number] = RowWriter::given_number(session, *rows_, *number);
       assigned_[*number] = true;
     }
   }
@@ -81,19 +81,6 @@ void Recordset::insert_pending() {
   if (shown_) shown_->push_back(added);  // shown until the rows are chosen anew, whatever the filter says
   go_to_row(added);
   edit_mode_ = adEditNone;
-}
-
-std::optional<std::size_t> Recordset::unassigned_number(const std::vector<bool>& assigned) const {
-  for (std::size_t i = 0; i < assigned.size(); ++i) {
-    if (!assigned[i] && rows_->columns()[i].auto_increment) return i;
-  }
-  return std::nullopt;
-}
-
-Variant Recordset::given_number(Session& session, std::size_t column) const {
-  return coerced(
-      session.last_identity(rows_->columns()[column].base_table, rows_->columns()[column].base_column),
-      rows_->columns()[column], platform::locale());
 }
 
 void Recordset::update_pending() {
@@ -154,26 +141,19 @@ void Recordset::UpdateBatch(std::int32_t AffectRecords) {
   affected_ = pending_rows(AffectRecords);
   if (affected_.empty()) return;
   Session& session = writing_session();
-  const bool own_transaction = session.transaction_level() == 0;
   BatchResult result;
   connection_->report_failures([&] {
-    if (own_transaction) session.begin();
     try {
-      result = writer_.write_batch(session, *rows_, affected_,
-                                   [this](const std::vector<bool>& a) { return unassigned_number(a); });
-      if (own_transaction) session.commit();
+      in_transaction(session, [&] { result = writer_.write_batch(session, *rows_, affected_); });
     } catch (const Error&) {
-      try {
-        if (own_transaction && session.transaction_level() > 0) session.rollback();
-      } catch (const Error&) {  // NOLINT(bugprone-empty-catch): the first failure is the one to report
-      }
+      // What failed in the batch came before what the commit says.
       if (result.failure) throw Error(*result.failure);
       throw;
     }
   });
   for (const auto& [number, status] : result.failed) rows_->note_failure(number, status);
   for (const auto& [number, column, value] : result.numbers) {
-    rows_->change(number, column, coerced(value, rows_->columns()[column], platform::locale()));
+    rows_->change(number, column, value);
   }
   for (const std::size_t number : result.written) rows_->confirm(number);
   if (result.failure) connection_->report_failures([&] { throw Error(*result.failure); });

@@ -31,6 +31,9 @@ struct Column {
   bool auto_increment = false;  // the data source numbers it
 };
 
+/// An empty store for rows of these columns.
+ColumnStore store_for(const std::vector<Column>& columns);
+
 /// A result that is being read.
 class Rows {
  public:

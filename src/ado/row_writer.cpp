@@ -3,6 +3,8 @@
 #include <algorithm>
 
 #include "ado/ado_error.h"
+#include "ado/field_conversion.h"
+#include "platform/locale.h"
 
 namespace quarno::ado {
 namespace {
@@ -100,26 +102,18 @@ const std::string& RowWriter::insert_statement(const Dialect& dialect, const Row
   return insert_text_;
 }
 
-std::vector<Variant> RowWriter::insert_parameters(std::span<const Variant> values,
-                                                  const std::vector<bool>& assigned) {
-  std::vector<Variant> parameters;
-  parameters.reserve(values.size());
-  for (std::size_t i = 0; i < assigned.size(); ++i) {
-    if (assigned[i]) parameters.push_back(values[i]);
-  }
-  return parameters;
-}
-
 void RowWriter::insert(Session& session, const RowSet& rows, std::span<const Variant> values,
                        const std::vector<bool>& assigned) {
   const std::string& statement = insert_statement(session.dialect(), rows, assigned);
   // A whole row, as most are, goes as it is.
   const bool whole = std::find(assigned.begin(), assigned.end(), false) == assigned.end();
-  if (whole) {
-    session.write(statement, values, -1);
-  } else {
-    session.write(statement, insert_parameters(values, assigned), -1);
+  if (whole) return static_cast<void>(session.write(statement, values, -1));
+  std::vector<Variant> parameters;
+  parameters.reserve(values.size());
+  for (std::size_t i = 0; i < assigned.size(); ++i) {
+    if (assigned[i]) parameters.push_back(values[i]);
   }
+  session.write(statement, parameters, -1);
 }
 
 void RowWriter::update(Session& session, const RowSet& rows, std::size_t row, std::span<const Variant> values,
@@ -130,18 +124,15 @@ void RowWriter::update(Session& session, const RowSet& rows, std::size_t row, st
     if (assigned[i] && std::find(tables.begin(), tables.end(), table) == tables.end())
       tables.push_back(table);
   }
-  const bool own_transaction = tables.size() > 1 && session.transaction_level() == 0;
-  if (own_transaction) session.begin();
-  try {
+  const auto update_all = [&] {
     for (const std::string& table : tables) update_table(session, rows, row, table, values, assigned);
-  } catch (const Error&) {
-    try {
-      if (own_transaction) session.rollback();
-    } catch (const Error&) {  // NOLINT(bugprone-empty-catch): the first failure is the one to report
-    }
-    throw;
-  }
-  if (own_transaction) session.commit();
+  };
+  tables.size() > 1 ? in_transaction(session, update_all) : update_all();
+}
+
+Variant RowWriter::given_number(Session& session, const RowSet& rows, std::size_t column) {
+  const Column& info = rows.columns()[column];
+  return coerced(session.last_identity(info.base_table, info.base_column), info, platform::locale());
 }
 
 void RowWriter::remove(Session& session, const RowSet& rows, std::size_t row) {
@@ -169,7 +160,7 @@ std::vector<Variant> values_of(const RowSet& rows, std::size_t row, const std::v
   return values;
 }
 
-// The same without those that are not assigned.
+// The same without those that are not assigned: the parameters of an INSERT.
 std::vector<Variant> assigned_values(const RowSet& rows, std::size_t row, const std::vector<bool>& assigned) {
   std::vector<Variant> values;
   values.reserve(assigned.size());
@@ -181,24 +172,22 @@ std::vector<Variant> assigned_values(const RowSet& rows, std::size_t row, const 
 
 }  // namespace
 
-BatchResult RowWriter::write_batch(
-    Session& session, const RowSet& rows, std::span<const std::size_t> numbers,
-    const std::function<std::optional<std::size_t>(const std::vector<bool>&)>& number_of) {
+BatchResult RowWriter::write_batch(Session& session, const RowSet& rows,
+                                   std::span<const std::size_t> numbers) {
   constexpr std::size_t kMostTogether = 1000;
   BatchResult result;
   const auto pending_at = [&](std::size_t i) -> const RowSet::Pending& {
     return rows.pending().at(numbers[i]);
   };
   const auto write_one = [&](std::size_t i) {
-    const RowSet::Pending& pending = pending_at(i);
-    const std::vector<Variant> values = values_of(rows, numbers[i], pending.assigned);
-    if (pending.kind == adRecDeleted) return remove(session, rows, numbers[i]);
-    if (pending.kind == adRecModified) return update(session, rows, numbers[i], values, pending.assigned);
-    insert(session, rows, values, pending.assigned);
-    if (const auto column = number_of(pending.assigned)) {
-      result.numbers.emplace_back(
-          numbers[i], *column,
-          session.last_identity(rows.columns()[*column].base_table, rows.columns()[*column].base_column));
+    const auto& [kind, assigned, before, failure] = pending_at(i);
+    const std::size_t row = numbers[i];
+    if (kind == adRecDeleted) return remove(session, rows, row);
+    if (kind == adRecModified) return update(session, rows, row, values_of(rows, row, assigned), assigned);
+    session.write(insert_statement(session.dialect(), rows, assigned), assigned_values(rows, row, assigned),
+                  -1);
+    if (const auto column = rows.unassigned_number(assigned)) {
+      result.numbers.emplace_back(row, *column, given_number(session, rows, *column));
     }
   };
   for (std::size_t i = 0; i < numbers.size();) {
@@ -206,7 +195,7 @@ BatchResult RowWriter::write_batch(
     std::size_t end = i;
     const RowSet::Pending& first = pending_at(i);
     std::vector<std::vector<Variant>> together;
-    const bool joins = first.kind == adRecNew && !number_of(first.assigned);
+    const bool joins = first.kind == adRecNew && !rows.unassigned_number(first.assigned);
     for (; joins && end < numbers.size() && end - i < kMostTogether; ++end) {
       const RowSet::Pending& next = pending_at(end);
       if (next.kind != adRecNew || next.assigned != first.assigned) break;

@@ -3,7 +3,6 @@
 // key among the columns, by all values that can be compared.
 #pragma once
 
-#include <functional>
 #include <optional>
 #include <span>
 #include <string>
@@ -18,11 +17,27 @@
 
 namespace quarno::ado {
 
+/// Does the work in the session's transaction, or in one of its own, which is undone when the work fails.
+template <class Work>
+void in_transaction(Session& session, Work&& work) {
+  if (session.transaction_level() > 0) return work();
+  session.begin();
+  try {
+    work();
+    session.commit();
+  } catch (const Error&) {
+    quietly([&] {
+      if (session.transaction_level() > 0) session.rollback();
+    });
+    throw;
+  }
+}
+
 /// What became of the rows of a batch.
 struct BatchResult {
   std::vector<std::size_t> written;
   std::vector<std::pair<std::size_t, RecordStatus>> failed;
-  std::vector<std::tuple<std::size_t, std::size_t, std::int64_t>>
+  std::vector<std::tuple<std::size_t, std::size_t, Variant>>
       numbers;                   // row, column, and what the source numbered it
   std::optional<Error> failure;  // the first
 };
@@ -34,22 +49,19 @@ class RowWriter {
   /// `values` and `assigned` are by column, as in all calls: what is assigned is written.
   void insert(Session& session, const RowSet& rows, std::span<const Variant> values,
               const std::vector<bool>& assigned);
-  /// The INSERT that this takes, and its parameters.
+  /// The INSERT that this takes.
   const std::string& insert_statement(const Dialect& dialect, const RowSet& rows,
                                       const std::vector<bool>& assigned);
-  static std::vector<Variant> insert_parameters(std::span<const Variant> values,
-                                                const std::vector<bool>& assigned);
+  /// What the source numbered the row that was added last, as a value of the column.
+  static Variant given_number(Session& session, const RowSet& rows, std::size_t column);
   /// Raises kConflict when the row is not there as it was read. Each table that has a changed column is
   /// written, all or none.
   static void update(Session& session, const RowSet& rows, std::size_t row, std::span<const Variant> values,
                      const std::vector<bool>& assigned);
   static void remove(Session& session, const RowSet& rows, std::size_t row);
   /// Writes pending rows inside the session's transaction, added ones many at a time where the session can. A
-  /// row that fails does not stop the others; a lost connection is raised. `number_of` gives the column that
-  /// the source numbers when it is not among the assigned ones.
-  BatchResult write_batch(
-      Session& session, const RowSet& rows, std::span<const std::size_t> numbers,
-      const std::function<std::optional<std::size_t>(const std::vector<bool>&)>& number_of);
+  /// row that fails does not stop the others; a lost connection is raised.
+  BatchResult write_batch(Session& session, const RowSet& rows, std::span<const std::size_t> numbers);
 
  private:
   // Of the last INSERT, whose text is kept because the next is mostly the same.

@@ -84,4 +84,13 @@ Error error_being_handled();
 /// Stores an error in the calling thread's record.
 void record(const Error& error);
 
+/// For tidying up after a failure, which is the one to report: what fails here goes unsaid.
+template <class Work>
+void quietly(Work&& work) {
+  try {
+    work();
+  } catch (const Error&) {  // NOLINT(bugprone-empty-catch)
+  }
+}
+
 }  // namespace quarno

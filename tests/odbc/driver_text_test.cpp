@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "ado/ado_error.h"
-#include "providers/odbc/described_column.h"
 #include "providers/odbc/diagnosis.h"
+#include "providers/odbc/statement_text.h"
 #include "support/outcome.h"
 
 namespace quarno::odbc {
@@ -35,7 +35,26 @@ TEST(DriverText, WordsAreWrittenTheWayTheDriverReadsThem) {
   EXPECT_EQ(test::error_of([] { return text_for("DSN=a;PWD='x};y'", "FreeTDS"); }), ado::kUnspecified);
 }
 
-TEST(DescribedColumn, AnotherNameIsToldFromAColumn) {
+TEST(StatementText, TellsQueriesCallsAndTransactions) {
+  // clang-format off
+  const struct { const char* statement; bool single; char transaction; const char* call; } rows[] = {
+      {"SELECT 1", true, ' ', ""}, {" select(1) ; ", true, ' ', ""}, {"values (1)", true, ' ', ""},
+      {"select 1; select 2", false, ' ', ""}, {"INSERT INTO t SELECT 1", false, ' ', ""}, {"", false, ' ', ""},
+      {"BEGIN", false, 'b', ""}, {"start\ttransaction read only;", false, 'b', ""}, {"begin try", false, ' ', ""},
+      {"COMMIT WORK", false, 'e', ""}, {"rollback", false, 'e', ""}, {"ROLLBACK TO here", false, ' ', ""},
+      {"rollback work to here", false, ' ', ""}, {"End", false, 'e', ""}, {"{call p('a')}", false, ' ', "call p('a')"},
+      {" { CALL p } ", false, ' ', "CALL p()"}, {"{p}", false, ' ', ""}, {"call p()", false, ' ', ""},
+  };
+  // clang-format on
+  for (const auto& row : rows) {
+    EXPECT_EQ(is_single_query(row.statement), row.single) << row.statement;
+    const auto begun = begins_transaction(row.statement);
+    EXPECT_EQ(begun ? (*begun ? 'b' : 'e') : ' ', row.transaction) << row.statement;
+    EXPECT_EQ(call_of_procedure(row.statement), row.call) << row.statement;
+  }
+}
+
+TEST(StatementText, AnotherNameIsToldFromAColumn) {
   // clang-format off
   const struct { const char* statement; bool expected; } rows[] = {
       {"SELECT a, b FROM t WHERE a = 1 ORDER BY b, a", false}, {"select distinct T.A,[b] from T", false},

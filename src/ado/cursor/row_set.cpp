@@ -3,14 +3,15 @@
 #include <algorithm>
 
 namespace quarno::ado {
-namespace {
 
-std::vector<DataType> types_of(const std::vector<Column>& columns) {
+ColumnStore store_for(const std::vector<Column>& columns) {
   std::vector<DataType> types;
   types.reserve(columns.size());
   for (const Column& column : columns) types.push_back(column.type);
-  return types;
+  return ColumnStore(types);
 }
+
+namespace {
 
 std::vector<std::string> names_of(const std::vector<Column>& columns) {
   std::vector<std::string> names;
@@ -36,7 +37,7 @@ RowSet::RowSet(std::unique_ptr<Rows> source)
       columns_(source_->columns()),
       names_(names_of(columns_)),
       base_table_(table_of(columns_)),
-      store_(types_of(columns_)) {
+      store_(store_for(columns_)) {
   has_origin_ = std::any_of(columns_.begin(), columns_.end(),
                             [](const Column& column) { return !column.base_table.empty(); });
   names_differ_ = !columns_.empty();
@@ -56,13 +57,16 @@ const Variant* RowSet::changed_value(std::size_t row, std::size_t column) const 
   return found == changed_.end() ? nullptr : &found->second;
 }
 
+const std::optional<Variant>* RowSet::before_pending(std::size_t row, std::size_t column) const {
+  const auto pending = pending_.find(row);
+  if (pending == pending_.end()) return nullptr;
+  const auto found = pending->second.before.find(column);
+  return found == pending->second.before.end() ? nullptr : &found->second;
+}
+
 Variant RowSet::source_value(std::size_t row, std::size_t column) const {
-  if (!pending_.empty()) {
-    const auto found = pending_.find(row);
-    if (found != pending_.end() && found->second.before.contains(column)) {
-      const std::optional<Variant>& before = found->second.before.at(column);
-      return before ? *before : store_.column(column).source_value(row);
-    }
+  if (const auto* const before = before_pending(row, column)) {
+    return *before ? **before : store_.column(column).source_value(row);
   }
   const Variant* const changed = changed_.empty() ? nullptr : changed_value(row, column);
   return changed != nullptr ? *changed : store_.column(column).source_value(row);
@@ -90,7 +94,7 @@ bool RowSet::load(std::size_t limit) {
 }
 
 bool RowSet::replace(std::size_t limit) {
-  if (!next_store_) next_store_.emplace(types_of(columns_));
+  if (!next_store_) next_store_ = store_for(columns_);
   next_store_->clear();
   const auto keep = [&] {
     if (next_store_->row_count() == 0) return false;
@@ -105,10 +109,9 @@ void RowSet::change(std::size_t row, std::size_t column, Variant value) {
 }
 
 Variant RowSet::original_value(std::size_t row, std::size_t column) const {
-  const auto found = pending_.find(row);
-  if (found == pending_.end() || !found->second.before.contains(column)) return value(row, column);
-  const std::optional<Variant>& before = found->second.before.at(column);
-  return before ? *before : store_.column(column).value(row);
+  const auto* const before = before_pending(row, column);
+  if (before == nullptr) return value(row, column);
+  return *before ? **before : store_.column(column).value(row);
 }
 
 std::size_t RowSet::append(std::span<const Variant> values, const std::vector<bool>& assigned) {
@@ -116,6 +119,13 @@ std::size_t RowSet::append(std::span<const Variant> values, const std::vector<bo
     assigned[i] ? store_.column(i).append(values[i]) : store_.column(i).append_null();
   }
   return row_count() - 1;
+}
+
+std::optional<std::size_t> RowSet::unassigned_number(const std::vector<bool>& assigned) const {
+  for (std::size_t i = 0; i < assigned.size(); ++i) {
+    if (!assigned[i] && columns_[i].auto_increment) return i;
+  }
+  return std::nullopt;
 }
 
 void RowSet::stage_new(std::size_t row, std::vector<bool> assigned) {

@@ -86,6 +86,8 @@ class RowSet {
     std::int32_t failure = adRecOK;  // status bits of the last attempt
   };
   const std::map<std::size_t, Pending>& pending() const { return pending_; }
+  /// The column that the source numbers, when nothing was assigned to it.
+  std::optional<std::size_t> unassigned_number(const std::vector<bool>& assigned) const;
   void stage_new(std::size_t row, std::vector<bool> assigned);
   void stage_change(std::size_t row, std::size_t column, Variant value);
   void stage_delete(std::size_t row);
@@ -100,6 +102,8 @@ class RowSet {
   bool read(const Read& next, const Keep& keep);
   std::int32_t look_up(std::string_view name) const;
   const Variant* changed_value(std::size_t row, std::size_t column) const;
+  // What stood there before a pending change; null when none is pending.
+  const std::optional<Variant>* before_pending(std::size_t row, std::size_t column) const;
 
   std::unique_ptr<Rows> source_;  // null once it was read to its end
   std::optional<Error> failure_;

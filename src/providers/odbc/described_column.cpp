@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <map>
 
 #include "common/text.h"
+#include "providers/odbc/statement_text.h"
 
 namespace quarno::odbc {
 namespace {
@@ -184,34 +184,6 @@ void mark_keys(std::vector<DescribedColumn>& columns,
 }
 
 }  // namespace
-
-bool is_alias(std::string_view statement, std::string_view name) {
-  const auto in_name = [](char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_'; };
-  const auto is_blank = [](char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; };
-  const std::string lower = text::lower_ascii(statement);
-  // The next place of a whole word.
-  const auto find_word = [&](const std::string& word, std::size_t from) {
-    for (std::size_t at = lower.find(word, from); at != std::string::npos; at = lower.find(word, at + 1)) {
-      const std::size_t end = at + word.size();
-      if ((at == 0 || !in_name(lower[at - 1])) && (end == lower.size() || !in_name(lower[end]))) return at;
-    }
-    return std::string::npos;
-  };
-  const std::size_t list_end = std::min(find_word("from", 0), lower.size());
-  const std::string wanted = text::lower_ascii(name);
-  for (std::size_t at = find_word(wanted, 0); at < list_end; at = find_word(wanted, at + 1)) {
-    std::size_t before = at;
-    if (before > 0 && std::string_view("\"`[").find(lower[before - 1]) != std::string_view::npos) --before;
-    while (before > 0 && is_blank(lower[before - 1])) --before;
-    if (before > 0 && std::string_view("\"`])'").find(lower[before - 1]) != std::string_view::npos)
-      return true;
-    std::size_t begin = before;
-    while (begin > 0 && in_name(lower[begin - 1])) --begin;
-    const std::string_view word(lower.data() + begin, before - begin);
-    if (!word.empty() && word != "select" && word != "distinct" && word != "all") return true;
-  }
-  return false;
-}
 
 std::vector<DescribedColumn> described_columns(const Statement& statement, const std::string& text,
                                                const Dbms& dbms, const FindTable& find_table) {

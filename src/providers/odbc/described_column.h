@@ -58,8 +58,4 @@ using FindTable = std::function<const TableFacts&(const BaseTable&)>;
 std::vector<DescribedColumn> described_columns(const Statement& statement, const std::string& text,
                                                const Dbms& dbms, const FindTable& find_table);
 
-/// Whether a name stands in the list of columns as another name for something: behind AS, or behind what is
-/// named.
-bool is_alias(std::string_view statement, std::string_view name);
-
 }  // namespace quarno::odbc

@@ -142,11 +142,8 @@ OdbcRows::OdbcRows(Statement statement, std::vector<DescribedColumn> columns, st
 }
 
 OdbcRows::~OdbcRows() {
-  if (ended_) return;
-  try {
-    end(true);
-  } catch (const Error&) {  // NOLINT(bugprone-empty-catch): nobody reads these rows any more
-  }
+  // Nobody reads these rows any more.
+  if (!ended_) quietly([this] { end(true); });
 }
 
 // The connection is free for other work from here on.
@@ -304,19 +301,8 @@ bool OdbcRows::read_pieces(std::size_t index) {
   }
 }
 
-namespace {
-
-std::vector<ado::DataType> types_of(const std::vector<ado::Column>& columns) {
-  std::vector<ado::DataType> types;
-  types.reserve(columns.size());
-  for (const ado::Column& column : columns) types.push_back(column.type);
-  return types;
-}
-
-}  // namespace
-
 void OdbcRows::keep_rest() {
-  kept_.emplace(types_of(columns_));
+  kept_ = ado::store_for(columns_);
   clock_.restart();
   try {
     while (read(*kept_, kBlockRows) > 0) {
@@ -324,11 +310,7 @@ void OdbcRows::keep_rest() {
   } catch (const Error& error) {
     failure_ = error;
   }
-  if (ended_) return;
-  try {
-    end(false);
-  } catch (const Error&) {  // NOLINT(bugprone-empty-catch): the first failure is the one to report
-  }
+  if (!ended_) quietly([this] { end(false); });
 }
 
 std::size_t OdbcRows::take_kept(ado::ColumnStore& store, std::size_t limit) {

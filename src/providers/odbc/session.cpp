@@ -13,6 +13,7 @@
 #include "providers/odbc/origins.h"
 #include "providers/odbc/parameters.h"
 #include "providers/odbc/rows.h"
+#include "providers/odbc/statement_text.h"
 
 namespace quarno::odbc {
 namespace {
@@ -33,16 +34,6 @@ SQLUSMALLINT info_number(const Link& link, SQLUSMALLINT item) {
 }
 
 constexpr std::string_view kWrongKindOfObject = "42809";
-
-// PostgreSQL's driver turns a call in braces into a query of a function, which a procedure is not. The call
-// as the server itself knows it; empty for a text that is no call in braces.
-std::string call_of_procedure(std::string_view statement) {
-  statement = text::trim(statement);
-  if (!statement.starts_with('{') || !statement.ends_with('}')) return {};
-  const std::string call(text::trim(statement.substr(1, statement.size() - 2)));
-  if (!text::equal_fold(std::string_view(call).substr(0, 5), "call ")) return {};
-  return call.find('(') == std::string::npos ? call + "()" : call;
-}
 
 class OdbcSession : public ado::Session {
  public:
@@ -195,15 +186,6 @@ void OdbcSession::limit_time(const Statement& statement, std::int32_t seconds) {
   time_limit_ = seconds;
 }
 
-// Not for two statements in one text: only the first would become a cursor.
-bool is_single_query(std::string_view statement) {
-  statement = text::trim(statement);
-  const std::size_t word_end = std::min(statement.find_first_of(" \t\r\n("), statement.size());
-  const std::string word = text::lower_ascii(statement.substr(0, word_end));
-  if (word != "select" && word != "with" && word != "values") return false;
-  return statement.find(';') >= statement.size() - 1;
-}
-
 // The driver would hold the whole result, or with its own option for cursors lose rows when another statement
 // fails: so the server is asked for a cursor in its own words. It lives in a transaction, of its own when the
 // host has none. Nothing when the server makes no cursor of this query.
@@ -231,10 +213,7 @@ std::unique_ptr<ado::Rows> OdbcSession::rows_of_cursor(const std::string& query,
     return rows_of(std::move(statement), query, Clock(engine_, timeout_seconds), ServerCursor{fetch, end});
   } catch (const Error& error) {
     statement.close();
-    try {
-      if (!in_transaction_ || declared) end(false);
-    } catch (const Error&) {  // NOLINT(bugprone-empty-catch): the first failure is the one to report
-    }
+    if (!in_transaction_ || declared) quietly([&] { end(false); });
     const bool refused = error.sql_state.starts_with("42") || error.sql_state.starts_with("0A");
     if (declared || !refused) throw;
     return nullptr;
@@ -253,27 +232,6 @@ std::unique_ptr<ado::Rows> OdbcSession::rows_of(Statement statement, const std::
   origins_ = {};
   return std::make_unique<OdbcRows>(std::move(statement), std::move(described), text, results_,
                                     std::move(cursor), clock);
-}
-
-// What a statement of the host's does to a transaction: true begins one, false ends it.
-std::optional<bool> begins_transaction(std::string_view statement) {
-  statement = text::trim(statement);
-  if (statement.ends_with(';')) statement.remove_suffix(1);
-  std::string lower = text::lower_ascii(statement);
-  std::replace_if(
-      lower.begin(), lower.end(), [](char c) { return c == '\t' || c == '\r' || c == '\n'; }, ' ');
-  std::vector<std::string_view> words = text::split(lower, " ");
-  std::erase(words, std::string_view());
-  const auto is_one_of = [&](std::size_t at, std::initializer_list<std::string_view> known) {
-    return at < words.size() && std::find(known.begin(), known.end(), words[at]) != known.end();
-  };
-  // In other languages of servers these words also begin a block.
-  const bool alone = words.size() == 1 || is_one_of(1, {"transaction", "tran", "work", "isolation", "read",
-                                                        "deferred", "immediate", "exclusive"});
-  if (is_one_of(0, {"begin", "start"}) && alone) return true;
-  if (is_one_of(0, {"commit", "end", "abort"}) && alone) return false;
-  if (is_one_of(0, {"rollback"}) && alone && !is_one_of(2, {"to"})) return false;
-  return std::nullopt;
 }
 
 ado::Outcome OdbcSession::execute_now(const std::string& text, std::int32_t timeout_seconds,
@@ -387,7 +345,7 @@ std::int64_t OdbcSession::write_once(const std::string& statement, std::span<con
   }
   SQLLEN count = 0;
   own.check(SQLRowCount(own.get(), &count), statement);
-  SQLFreeStmt(own.get(), SQL_CLOSE);
+  own.close();
   return count;
 }
 
@@ -419,10 +377,8 @@ std::int64_t OdbcSession::write_in_savepoint(const std::string& statement,
   try {
     affected = write_once(statement, parameters);
   } catch (const Error&) {
-    try {
-      if (is_alive()) undo();
-    } catch (const Error&) {  // NOLINT(bugprone-empty-catch): the savepoint went with its transaction
-    }
+    // The savepoint may have gone with its transaction.
+    if (is_alive()) quietly(undo);
     throw;
   }
   if (affected > most) undo();
@@ -489,7 +445,16 @@ void OdbcSession::require_transaction() const {
 
 void OdbcSession::end_transaction(SQLSMALLINT how) {
   results_->keep();
+  // PostgreSQL's driver commits a transaction that died with its server, and says it went well.
+  const auto require_alive = [&] {
+    if (how != SQL_COMMIT || is_alive()) return;
+    in_transaction_ = false;
+    throw ado::provider_error(ado::kNoTransaction,
+                              "The connection was lost; its open transaction was rolled back.", kSourceName);
+  };
+  require_alive();
   link_->end_transaction(how);
+  require_alive();
   if (loses_prepared_) prepared_.clear();
   in_transaction_ = false;
 }
@@ -497,16 +462,7 @@ void OdbcSession::end_transaction(SQLSMALLINT how) {
 void OdbcSession::commit() {
   require_transaction();
   refuse_when_lost();
-  // PostgreSQL's driver commits a transaction that died with its server, and says it went well.
-  const auto require_alive = [&] {
-    if (is_alive()) return;
-    in_transaction_ = false;
-    throw ado::provider_error(ado::kNoTransaction,
-                              "The connection was lost; its open transaction was rolled back.", kSourceName);
-  };
-  require_alive();
   end_transaction(SQL_COMMIT);
-  require_alive();
 }
 
 void OdbcSession::rollback() {
