@@ -193,6 +193,14 @@ TEST_F(DesktopTest, ATimeoutHoldsForAllFetchesAndEndsTheTransaction) {
   EXPECT_EQ(error([&] { connection->RollbackTrans(); }), 0);
   run("INSERT INTO T VALUES (3)");
   EXPECT_EQ(number("SELECT sum(ID) FROM T"), 3);
+  // A row that is saved keeps to it too, whatever its triggers do.
+  run("CREATE TABLE L (N INTEGER)");
+  run("CREATE VIEW Endless AS " + endless);
+  run("CREATE TRIGGER Slow AFTER UPDATE ON T BEGIN INSERT INTO L SELECT count(*) FROM Endless; END");
+  const auto rows = opened("SELECT * FROM T");
+  rows->set_value(0, std::int32_t{4});
+  EXPECT_EQ(error([&] { rows->Update(); }), ado::kTimeoutExpired);
+  EXPECT_EQ(number("SELECT sum(ID) FROM T"), 3);
 }
 
 TEST_F(DesktopTest, RowsWrittenByOthersCanBeChangedAndDeleted) {

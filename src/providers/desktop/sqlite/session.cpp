@@ -189,6 +189,8 @@ sqlite3_stmt* SqliteSession::prepared(const std::string& statement) {
 
 std::int64_t SqliteSession::write_once(const std::string& statement, std::span<const Variant> parameters) {
   refuse_when_lost();
+  sqlite3_busy_timeout(database_.get(), providers::lock_patience_ms(write_seconds_));
+  const providers::Deadline deadline(database_.get(), providers::time_limit(write_seconds_));
   sqlite3_stmt* const handle = prepared(statement);
   // Reset first and last: an error of an earlier step is reported again by the reset after it.
   sqlite3_reset(handle);
