@@ -15,6 +15,7 @@ std::string_view run_time_text(RunTime number) {
     case RunTime::bad_file_number: return "Bad file name or number";
     case RunTime::file_not_found: return "File not found";
     case RunTime::device_io_error: return "Device I/O error";
+    case RunTime::file_already_exists: return "File already exists";
     case RunTime::disk_full: return "Disk full";
     case RunTime::input_past_end: return "Input past end of file";
     case RunTime::too_many_files: return "Too many files";

@@ -21,6 +21,7 @@ enum class RunTime : std::int32_t {
   bad_file_number = 52,
   file_not_found = 53,
   device_io_error = 57,
+  file_already_exists = 58,
   disk_full = 61,
   input_past_end = 62,
   too_many_files = 67,

@@ -9,6 +9,8 @@
 #include <filesystem>
 #include <tuple>
 
+#include "platform/code_page.h"
+#include "platform/data_files.h"
 #include "platform/path_text.h"
 #include "support/outcome.h"
 #include "support/temp_folder.h"
@@ -175,6 +177,65 @@ TEST(PathText, SplitsFolderAndName) {
     EXPECT_EQ(split_path(path).folder, folder) << path;
     EXPECT_EQ(split_path(path).name, name) << path;
   }
+}
+
+TEST(DataFiles, ReadsWritesLocksAndReplaces) {
+  const TempFolder folder;
+  const std::string path = folder / "t.dbf";
+  const auto first = data_files().create(path);
+  EXPECT_EQ(error_of([&] { data_files().create(path); }), 58);
+  EXPECT_EQ(error_of([&] { data_files().open(folder / "none", DataFiles::Access::read); }), 53);
+  EXPECT_EQ(error_of([&] { data_files().open(folder.path(), DataFiles::Access::read); }), 75);
+  first->write_at(4, "tail");
+  first->write_at(0, "head");
+  std::array<char, 16> buffer;
+  ASSERT_EQ(first->read_at(2, buffer), 6u);
+  EXPECT_EQ(std::string(buffer.data(), 6), "adtail");
+  EXPECT_EQ(first->read_at(100, buffer), 0u);
+  first->truncate(5);
+  first->sync();
+  EXPECT_EQ(first->size(), 5u);
+
+  // Two open files of one process exclude each other; closing one gives up its own locks only.
+  const auto second = data_files().open(path, DataFiles::Access::read_write);
+  auto third = data_files().open(path, DataFiles::Access::read);
+  EXPECT_TRUE(first->try_lock(LockKind::shared, 1 << 30, 1) && third->try_lock(LockKind::shared, 1 << 30, 1));
+  EXPECT_FALSE(second->try_lock(LockKind::exclusive, 1 << 30, 1));
+  third.reset();
+  EXPECT_FALSE(second->try_lock(LockKind::exclusive, 1 << 30, 1));
+  first->unlock(1 << 30, 1);
+  EXPECT_TRUE(second->try_lock(LockKind::exclusive, 1 << 30, 1));
+
+  folder.put("new", "whole");
+  data_files().replace(folder / "new", path);
+  data_files().sync_folder(folder.path());
+  EXPECT_EQ(bytes_of(path), "whole");
+  folder.put(".hidden", "");
+  std::filesystem::create_directory(folder / "sub");
+  EXPECT_EQ(data_files().names(folder.path()), std::vector<std::string>{"t.dbf"});
+  data_files().remove(folder / "T.DBF");
+  EXPECT_TRUE(data_files().names(folder.path()).empty() && data_files().names(folder / "none").empty());
+}
+
+TEST(CodePages, ConvertBothWaysAndSayWhatTheyLack) {
+  const struct {
+    int number;
+    const char* bytes;
+    const char* utf8;
+  } rows[] = {
+      {437, "\x84\x9B", "ä¢"}, {850, "\xD5", "ı"},   {866, "\x8F\xE0", "Пр"},           {1252, "\x80", "€"},
+      {936, "\xC4\xE3", "你"}, {10000, "\x8A", "ä"}, {65001, "Ä\xF0\x9F\x98\x80", "Ä😀"}};
+  for (const auto& row : rows) {
+    const auto codec = code_page().codec(row.number);
+    ASSERT_NE(codec, nullptr) << row.number;
+    EXPECT_EQ(codec->decode(row.bytes), row.utf8) << row.number;
+    EXPECT_EQ(codec->encode(row.utf8), row.bytes) << row.number;
+  }
+  EXPECT_EQ(code_page().codec(1252)->decode("a\x81z"), "a\uFFFDz");
+  EXPECT_EQ(code_page().codec(936)->decode("a\xFFz"), "a\uFFFDz");
+  EXPECT_EQ(code_page().codec(437)->encode("€"), std::nullopt);
+  EXPECT_EQ(code_page().codec(936)->encode("a\U0001F600"), std::nullopt);
+  EXPECT_EQ(code_page().codec(895), nullptr);
 }
 
 }  // namespace

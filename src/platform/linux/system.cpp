@@ -1,4 +1,4 @@
-// The small adapters: clock, locale, code page, module path.
+// The small adapters: clock, locale, module path.
 #include <dlfcn.h>
 #include <iconv.h>
 #include <langinfo.h>
@@ -13,7 +13,6 @@
 
 #include "common/text.h"
 #include "platform/clock.h"
-#include "platform/code_page.h"
 #include "platform/locale.h"
 #include "platform/module_path.h"
 
@@ -116,12 +115,6 @@ class LinuxLocale : public Locale {
   LocaleInfo info_;
 };
 
-class Windows1252 : public CodePage {
- public:
-  std::string to_ansi(std::string_view utf8) override { return text::to_windows_1252(utf8); }
-  std::string from_ansi(std::string_view bytes) override { return text::from_windows_1252(bytes); }
-};
-
 class LinuxModulePath : public ModulePath {
  public:
   std::string file() override {
@@ -143,10 +136,6 @@ std::unique_ptr<Clock> make_adapter<Clock>() {
 template <>
 std::unique_ptr<Locale> make_adapter<Locale>() {
   return std::make_unique<LinuxLocale>();
-}
-template <>
-std::unique_ptr<CodePage> make_adapter<CodePage>() {
-  return std::make_unique<Windows1252>();
 }
 template <>
 std::unique_ptr<ModulePath> make_adapter<ModulePath>() {
