@@ -92,6 +92,7 @@ Ptr<Recordset> Connection::Execute(const std::string& CommandText, Ref<std::int3
   RecordsAffected.set(static_cast<std::int32_t>(std::min<std::int64_t>(outcome.affected, INT32_MAX)));
   const bool wanted = Options == -1 || (Options & adExecuteNoRecords) == 0;
   auto result = make<Recordset>();
+  if (!wanted && outcome.rows != nullptr) report_failures([&] { outcome.rows->finish(); });
   if (wanted && outcome.rows != nullptr) result->adopt(*this, CommandText, std::move(outcome.rows));
   return result;
 }

@@ -115,7 +115,7 @@ std::string Recordset::statement() const {
 
 void Recordset::adopt(Connection& connection, const std::string& source, std::unique_ptr<Rows> rows,
                       Fetching fetching) {
-  auto fetched = std::make_shared<RowSet>(std::move(rows));
+  auto fetched = std::make_shared<RowSet>(std::move(rows), source);
   connection.report_failures([&] {
     if (fetching != Fetching::all) return static_cast<void>(fetched->load(kFirstRows));
     while (fetched->load(kFetchRows)) {

@@ -144,7 +144,7 @@ void Recordset::UpdateBatch(std::int32_t AffectRecords) {
   BatchResult result;
   connection_->report_failures([&] {
     try {
-      in_transaction(session, [&] { result = writer_.write_batch(session, *rows_, affected_); });
+      session.together([&] { result = writer_.write_batch(session, *rows_, affected_); });
     } catch (const Error&) {
       // What failed in the batch came before what the commit says.
       if (result.failure) throw Error(*result.failure);

@@ -17,7 +17,7 @@ Variant as(const Variant& value, T (*convert)(const Variant&, const LocaleInfo&)
 
 // Rounded to the column's decimals; refused when it has more digits before the point than the column.
 Decimal fitted(const Decimal& value, const Column& column) {
-  if (column.scale > Decimal::kMaxScale) return value;
+  if (column.scale > Decimal::kMaxScale || !column.scale_holds) return value;
   const auto rounded = value.rescaled(column.scale);
   if (!rounded) throw multiple_step_error();
   const std::string digits = rounded->text();
@@ -49,6 +49,25 @@ Variant converted(const Variant& value, const Column& column, const LocaleInfo& 
   return value;
 }
 
+// Types that are laid out wider than they are: a source that is not strict would store another number.
+bool is_outside(const Variant& value, DataType type) {
+  const auto outside = [&](std::int64_t least, std::int64_t most) {
+    const std::int64_t number = to_int64(value, LocaleInfo{});
+    return number < least || number > most;
+  };
+  switch (type) {
+    case DataType::tiny_int: return outside(-128, 127);
+    case DataType::unsigned_small_int: return outside(0, 65'535);
+    case DataType::unsigned_int: return outside(0, 4'294'967'295);
+    case DataType::unsigned_big_int: {
+      static const Decimal most = *Decimal::parse("18446744073709551615");
+      const auto* const number = value.get_if<Decimal>();
+      return number != nullptr && (compare(*number, Decimal()) < 0 || compare(*number, most) > 0);
+    }
+    default: return false;
+  }
+}
+
 bool is_bounded(const Column& column) {
   return column.defined_size > 0 && !is_long(column.type) && column.type != DataType::guid;
 }
@@ -56,7 +75,7 @@ bool is_bounded(const Column& column) {
 // Of the column's own type, and short enough without counting characters: what most values are.
 bool is_of_column(const Variant& value, const Column& column) {
   switch (layout_of(column.type)) {
-    case Layout::int32: return value.get_if<std::int32_t>() != nullptr;
+    case Layout::int32: return column.type == DataType::integer && value.get_if<std::int32_t>() != nullptr;
     case Layout::real: return value.get_if<double>() != nullptr;
     case Layout::date: return value.get_if<Date>() != nullptr;
     case Layout::text: {
@@ -87,6 +106,7 @@ Variant coerced(const Variant& value, const Column& column, const LocaleInfo& lo
     if (error.number == static_cast<std::int32_t>(RunTime::overflow)) throw multiple_step_error();
     throw model_error(Model::data_conversion, "ADODB.Field");
   }
+  if (is_outside(result, column.type)) throw multiple_step_error();
   const bool bounded = is_bounded(column);
   const auto limit = static_cast<std::size_t>(column.defined_size);
   if (const auto* text = result.get_if<std::string>()) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -24,6 +25,7 @@ struct Column {
   std::int64_t defined_size = 0;  // characters for text, bytes otherwise
   std::uint8_t precision = 255;   // digits of a number; 255 when it has none
   std::uint8_t scale = 255;       // decimals; 255 when it has none
+  bool scale_holds = true;        // false: the column may take more decimals than that
   std::int32_t attributes = 0;    // FieldAttribute bits
   std::string base_table;         // empty for an expression
   std::string base_column;
@@ -44,6 +46,8 @@ class Rows {
   /// The statement's time counts anew: called before each later block of a result that a host walks at its
   /// own pace.
   virtual void renew_time_limit() {}
+  /// Nobody takes the rows: lets go of them and raises what the data source says behind them.
+  virtual void finish() {}
 };
 
 /// How a host takes the rows: all of them before it goes on, or block by block at its own pace. Then no more
@@ -63,6 +67,8 @@ struct Dialect {
       " DEFAULT VALUES";                  // behind INSERT INTO and the table, for a row without values
   std::string_view call_open = "{call ";  // about a procedure's name and arguments
   std::string_view call_close = "}";
+  std::string_view same_text = " = ?";  // about a column of text, whose letter case is part of its value
+  std::string_view same_text_open = "";
 };
 
 /// A column of a table's index.
@@ -93,9 +99,11 @@ class Session {
   virtual bool write_rows(const std::string& /*statement*/, std::span<const std::vector<Variant>> /*rows*/) {
     return false;
   }
-  /// The number that a column which numbers its rows gave to the last row inserted into the table; 0 when
-  /// there was none.
-  virtual std::int64_t last_identity(const std::string& table, const std::string& column) = 0;
+  /// Does all of the work's writes or none, in the transaction there is or in one of its own.
+  virtual void together(const std::function<void()>& work);
+  /// The number that a column which numbers its rows gave to the last row inserted into the table; null when
+  /// there was none, or none that is known for sure.
+  virtual Variant last_identity(const std::string& table, const std::string& column) = 0;
   /// Nesting is the provider's business: one that cannot raises kTransactionActive.
   virtual void begin() = 0;
   virtual void commit() = 0;

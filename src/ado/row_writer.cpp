@@ -7,6 +7,20 @@
 #include "platform/locale.h"
 
 namespace quarno::ado {
+
+void Session::together(const std::function<void()>& work) {
+  begin();
+  try {
+    work();
+    commit();
+  } catch (const Error&) {
+    quietly([&] {
+      if (transaction_level() > 0) rollback();
+    });
+    throw;
+  }
+}
+
 namespace {
 
 constexpr const char* kSource = "QuarnoFwk Cursor Engine";
@@ -24,6 +38,7 @@ struct RowCriteria {
   std::vector<Criterion> criteria;
   std::vector<Variant> parameters;
   bool has_key = false;
+  bool is_alone = false;  // no other row meets them: the key is whole and holds no null
 };
 
 RowCriteria criteria_for(const RowSet& rows, std::size_t row, const std::string& table,
@@ -36,12 +51,16 @@ RowCriteria criteria_for(const RowSet& rows, std::size_t row, const std::string&
   if (!result.has_key && rows.base_table() != table) {
     throw insufficient_key("The columns of table " + table + " do not hold its key.");
   }
+  result.is_alone = result.has_key;
   for (std::size_t i = 0; i < columns.size(); ++i) {
     const Column& column = columns[i];
     const bool identifies = result.has_key ? column.key : true;
     if (column.base_table != table || !can_be_compared(column) || !(identifies || changed[i])) continue;
     Variant original = rows.source_value(row, i);
-    result.criteria.push_back({column.base_column, original.is_null()});
+    if (column.key && original.is_null()) result.is_alone = false;
+    // Sources that take "a" and "A" for the same would let one be written over the other.
+    const bool by_case = result.has_key && !column.key && is_text(column.type);
+    result.criteria.push_back({column.base_column, original.is_null(), by_case});
     if (!original.is_null()) result.parameters.push_back(std::move(original));
   }
   // Without a single criterion the statement would mean every row of the table.
@@ -51,9 +70,8 @@ RowCriteria criteria_for(const RowSet& rows, std::size_t row, const std::string&
 
 // The row must still be there as it was read.
 void write_row(Session& session, const std::string& statement, const std::vector<Variant>& parameters,
-               bool has_key) {
-  // Only a row told by its key is sure to be alone.
-  const std::int64_t affected = session.write(statement, parameters, has_key ? -1 : 1);
+               bool is_alone) {
+  const std::int64_t affected = session.write(statement, parameters, is_alone ? -1 : 1);
   if (affected == 0) {
     throw provider_error(
         kConflict,
@@ -74,7 +92,8 @@ void update_table(Session& session, const RowSet& rows, std::size_t row, const s
   }
   RowCriteria found = criteria_for(rows, row, table, assigned);
   std::move(found.parameters.begin(), found.parameters.end(), std::back_inserter(parameters));
-  write_row(session, update_text(session.dialect(), table, names, found.criteria), parameters, found.has_key);
+  write_row(session, update_text(session.dialect(), table, names, found.criteria), parameters,
+            found.is_alone);
 }
 
 // The table that rows are added to and deleted from.
@@ -127,18 +146,26 @@ void RowWriter::update(Session& session, const RowSet& rows, std::size_t row, st
   const auto update_all = [&] {
     for (const std::string& table : tables) update_table(session, rows, row, table, values, assigned);
   };
-  tables.size() > 1 ? in_transaction(session, update_all) : update_all();
+  tables.size() > 1 ? session.together(update_all) : update_all();
 }
 
 Variant RowWriter::given_number(Session& session, const RowSet& rows, std::size_t column) {
   const Column& info = rows.columns()[column];
-  return coerced(session.last_identity(info.base_table, info.base_column), info, platform::locale());
+  Variant number = Variant::null();
+  try {
+    number = session.last_identity(info.base_table, info.base_column);
+    number = coerced(number, info, platform::locale());
+  } catch (const Error&) {
+    // It does not fit the column as declared, or could not be asked for. A failure here would make the host
+    // add the row again.
+  }
+  return number;
 }
 
 void RowWriter::remove(Session& session, const RowSet& rows, std::size_t row) {
   const std::string& table = only_table(rows);
   const RowCriteria found = criteria_for(rows, row, table, std::vector<bool>(rows.columns().size(), false));
-  write_row(session, delete_text(session.dialect(), table, found.criteria), found.parameters, found.has_key);
+  write_row(session, delete_text(session.dialect(), table, found.criteria), found.parameters, found.is_alone);
 }
 
 namespace {
@@ -150,6 +177,11 @@ RecordStatus status_of(const Error& error) {
     case kReadOnly: return adRecPermissionDenied;
     default: return adRecInvalid;
   }
+}
+
+// The rows behind this one would wait as long.
+bool waited_in_vain(const Error& error) {
+  return error.number == kTimeoutExpired || error.sql_state == "HYT00" || error.sql_state == "55P03";
 }
 
 std::vector<Variant> values_of(const RowSet& rows, std::size_t row, const std::vector<bool>& assigned) {
@@ -216,6 +248,7 @@ BatchResult RowWriter::write_batch(Session& session, const RowSet& rows,
         if (!session.is_alive()) throw;
         result.failed.emplace_back(numbers[i], status_of(error));
         if (!result.failure) result.failure = error;
+        if (waited_in_vain(error)) return result;
       }
     }
   }

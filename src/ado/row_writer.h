@@ -17,22 +17,6 @@
 
 namespace quarno::ado {
 
-/// Does the work in the session's transaction, or in one of its own, which is undone when the work fails.
-template <class Work>
-void in_transaction(Session& session, Work&& work) {
-  if (session.transaction_level() > 0) return work();
-  session.begin();
-  try {
-    work();
-    session.commit();
-  } catch (const Error&) {
-    quietly([&] {
-      if (session.transaction_level() > 0) session.rollback();
-    });
-    throw;
-  }
-}
-
 /// What became of the rows of a batch.
 struct BatchResult {
   std::vector<std::size_t> written;
@@ -52,7 +36,8 @@ class RowWriter {
   /// The INSERT that this takes.
   const std::string& insert_statement(const Dialect& dialect, const RowSet& rows,
                                       const std::vector<bool>& assigned);
-  /// What the source numbered the row that was added last, as a value of the column.
+  /// What the source numbered the row that was added last, as a value of the column; null when that is not
+  /// known. Raises nothing: the row is stored.
   static Variant given_number(Session& session, const RowSet& rows, std::size_t column);
   /// Raises kConflict when the row is not there as it was read. Each table that has a changed column is
   /// written, all or none.
@@ -60,7 +45,8 @@ class RowWriter {
                      const std::vector<bool>& assigned);
   static void remove(Session& session, const RowSet& rows, std::size_t row);
   /// Writes pending rows inside the session's transaction, added ones many at a time where the session can. A
-  /// row that fails does not stop the others; a lost connection is raised.
+  /// row that fails does not stop the others, but one that ran out of time does: those behind it stay
+  /// pending. A lost connection is raised.
   BatchResult write_batch(Session& session, const RowSet& rows, std::span<const std::size_t> numbers);
 
  private:

@@ -1,6 +1,7 @@
 #include "data/CRecorset.h"
 
 #include "ado/ado_error.h"
+#include "ado/field_conversion.h"
 #include "common/convert.h"
 #include "common/error.h"
 #include "common/text.h"
@@ -191,6 +192,26 @@ void CRecorset::set_field_value(std::string_view name, const Variant& value) {
     return;
   }
   editing_ = true;
+}
+
+bool CRecorset::holds(std::string_view name, const Variant& value) const {
+  if (!on_row()) return false;
+  const std::size_t index = recordset_->column_index(text::trim(name));
+  const ado::Column& info = recordset_->columns()[index];
+  const bool is_computed = info.base_column.empty();
+  const Variant now = is_computed ? value_or_substitute(index) : recordset_->value(index);
+  const LocaleInfo& locale = platform::locale();
+  const auto is_nothing = [](const Variant& each) {
+    return each.is_empty() || each.is_null() || each == Variant("");
+  };
+  if (is_computed && is_nothing(now)) return is_nothing(value);
+  const auto stored = value_to_store(info.type, info.defined_size, value, locale);
+  try {
+    return stored && ado::coerced(*stored, info, locale) == ado::coerced(now, info, locale) &&
+           now.is_empty() == stored->is_empty();
+  } catch (const Error&) {
+    return false;  // setting it says why
+  }
 }
 
 const std::string& CRecorset::field_name(std::int16_t position) const {

@@ -73,6 +73,9 @@ class CRecorset {
   /// Name of the field at a position from 0; raises 3704 when no query is open, 3265 for any other position.
   const std::string& field_name(std::int16_t position) const;
   void set_field_value(std::string_view name, const Variant& value);
+  /// Whether setting the field would leave it as it is. Of a field that cannot be set, whether the value is
+  /// what it shows.
+  bool holds(std::string_view name, const Variant& value) const;
 
   void add_new();
   void update();

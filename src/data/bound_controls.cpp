@@ -73,7 +73,9 @@ void BoundControls::save(CRecorset& worker) const {
   for (const auto& [control, field, property] : std::vector(bindings_)) {
     const Variant value = automation::get_property(*control, property);
     const ado::DataType type = worker.column(field).type;
-    worker.set_field_value(field, value_from_control(type, value, property));
+    const Variant given = value_from_control(type, value, property);
+    // What is computed can be shown, and a row is not written for what stayed the same.
+    if (!worker.holds(field, given)) worker.set_field_value(field, given);
   }
 }
 

@@ -65,7 +65,7 @@ class ScriptedSession : public Session {
     g_script->written.push_back(statement + " " + std::to_string(parameters.size()));
     return g_script->affected;
   }
-  std::int64_t last_identity(const std::string&, const std::string&) override { return 77; }
+  Variant last_identity(const std::string&, const std::string&) override { return std::int64_t{77}; }
   void begin() override { ++g_script->level; }
   void commit() override { --g_script->level; }
   void rollback() override { --g_script->level; }

@@ -41,6 +41,26 @@ TEST(ConnectionString, RefusesWhatIsNoList) {
   }
 }
 
+TEST(WriteStatement, KnowsATableThatIsReadTwice) {
+  const struct {
+    const char* query;
+    bool twice;
+  } rows[] = {
+      {"SELECT * FROM t", false},
+      {"SELECT t.a, T.b FROM x.T AS t WHERE t.a = 1 ORDER BY t.b", false},
+      {"SELECT a FROM t, u JOIN v ON (t.a = v.a AND f(t.b, u.b))", false},
+      {"SELECT a FROM t WHERE a IN (SELECT a FROM t) AND b = (SELECT max(b) FROM (t))", false},
+      {"SELECT 'FROM t, t' /* , t */ FROM t -- JOIN t", false},
+      {"SELECT \"t\", t FROM t", false},
+      {"SELECT * FROM t a, t b", true},
+      {"SELECT * FROM (\"t\" a INNER JOIN x.[T] b ON a.c = b.c)", true},
+      {"SELECT * FROM t a LEFT JOIN (SELECT * FROM t WHERE a > 1) b ON 1 = 1", true},
+      {"SELECT (SELECT max(a) FROM t) m, b FROM t", true},
+      {"WITH s AS (SELECT * FROM `t`) SELECT * FROM s JOIN t ON s.a = t.a", true},
+  };
+  for (const auto& [query, twice] : rows) EXPECT_EQ(reads_twice(query, "t"), twice) << query;
+}
+
 TEST(WriteStatement, QuotesNamesAndTakesValuesAsParameters) {
   const Dialect plain;
   const Dialect brackets{"[", "]"};
@@ -67,6 +87,10 @@ TEST(FieldConversion, GivesTheColumnsTypeOrTheModelsError) {
       {DataType::integer, 4, Variant(3e9), "!-2147217887"}, {DataType::integer, 4, Variant("x"), "mismatch"},
       {DataType::small_int, 2, Variant(std::int32_t{40000}), "!-2147217887"},
       {DataType::unsigned_tiny_int, 1, Variant(std::int16_t{-1}), "!-2147217887"},
+      {DataType::tiny_int, 1, Variant(std::int16_t{-129}), "!-2147217887"},
+      {DataType::unsigned_small_int, 2, Variant(std::int32_t{65536}), "!-2147217887"},
+      {DataType::unsigned_int, 4, Variant(std::int32_t{-1}), "!-2147217887"},
+      {DataType::unsigned_big_int, 8, Variant("18446744073709551616"), "!-2147217887"},
       {DataType::currency, 8, Variant("1.00005"), "1"}, {DataType::currency, 8, Variant("1.00015"), "1.0002"},
       {DataType::boolean, 2, Variant(std::int16_t{-1}), "True"}, {DataType::boolean, 2, Variant(""), "mismatch"},
       {DataType::var_wchar, 3, Variant("èèè"), "èèè"}, {DataType::var_wchar, 3, Variant("abcd"), "!-2147217887"},

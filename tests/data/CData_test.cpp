@@ -280,6 +280,28 @@ TEST_F(CDataTest, BoundControlsFollowTheRowAndAreSaved) {
   text->shown = "edited";
   EXPECT_TRUE(data->Save()) << "no text is no date: " << data->Err_Description();
   EXPECT_EQ(data->GetPound("S"), Variant("edite"));
+  const std::string attack = "'; DROP TABLE T; --";
+  ASSERT_TRUE(
+      data->ExecuteSQL("CREATE TABLE A (ID INTEGER PRIMARY KEY, S VARCHAR(40), G INTEGER AS (ID * 2))"));
+  ASSERT_TRUE(data->ExecuteSQL("INSERT INTO A (ID, S) VALUES (1, 'x')"));
+  const auto generated = make<Control>("Text", Variant());
+  const auto computed = make<Control>("Value", Variant());
+  CData shows;
+  reach(shows, database);
+  shows.Bind(text, "S", "Caption");
+  shows.Bind(generated, "G");
+  shows.Bind(computed, "C");
+  ASSERT_TRUE(shows.AccessQuery("SELECT ID, S, G, ID + 1 AS C FROM A"));
+  shows.SetBound();
+  text->shown = attack;
+  EXPECT_TRUE(shows.Save()) << "what is only shown is not written: " << shows.Err_Description();
+  ASSERT_TRUE(shows.AccessQuery("SELECT * FROM A"));
+  EXPECT_EQ(shows.GetPound("S"), Variant(attack));
+  EXPECT_EQ(shows.RecordCount(), 1);
+  ASSERT_TRUE(shows.AccessQuery("SELECT ID, S, G, ID + 1 AS C FROM A"));
+  computed->shown = 9;
+  EXPECT_FALSE(shows.Save()) << "it was changed by the host";
+  EXPECT_EQ(shows.Err_Number(), ado::kMultipleStep);
   value->fails = true;
   data->Bind(make<Control>("Nothing", 1), "S");
   EXPECT_EQ(data->Err_Number(), 438);

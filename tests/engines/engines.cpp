@@ -57,6 +57,10 @@ const std::vector<const char*> kSqliteTriggers = {
     "WHERE ID = NEW.ID; END",
     "CREATE TRIGGER {t}b AFTER UPDATE OF V ON {t} BEGIN INSERT INTO {l} (V) VALUES (NEW.V); END"};
 
+// More than the column's own type holds.
+const std::vector<std::pair<const char*, const char*>> kSqliteNumberings = {
+    {"INSERT INTO {t} (ID, V) VALUES (9007199254740993, 'one')", "9007199254740994"}};
+
 const std::vector<ColumnRow> kEmbeddedColumns = with_integers(
     {{"BOOLEAN", DataType::boolean, 2, kNoDecimals, false, {true, false}},
      {"TINYINT", DataType::unsigned_tiny_int, 1, kNoDecimals, kZero, {std::uint8_t{255}}},
@@ -74,11 +78,12 @@ const std::vector<ColumnRow> kEmbeddedColumns = with_integers(
      {"LONGTEXT", DataType::long_var_wchar, 536870910, kNoDecimals, kNone, {kLong, ""}},
      {"LONGBLOB", DataType::long_var_binary, 1073741823, kNoDecimals, kNone, kBlobs},
      {"GUID", DataType::guid, 16, kNoDecimals, kNone, {"{0000000A-0000-4000-8000-000000000001}"}}});
-const Database kEmbedded = {{std::nullopt, "a.db", nullptr, "QuarnoFwk Desktop Engine"},
-                            {kRecursive, kRecursiveEnd, "'é' || x", "LONGTEXT", "\"\""},
-                            {"\"", "INTEGER PRIMARY KEY AUTOINCREMENT", false, kSqliteTriggers},
-                            {kEndless, "", "Unrecognized database format", ""},
-                            kEmbeddedColumns};
+const Database kEmbedded = {
+    {std::nullopt, "a.db", nullptr, "QuarnoFwk Desktop Engine"},
+    {kRecursive, kRecursiveEnd, "'é' || x", "LONGTEXT", "\"\""},
+    {"\"", "INTEGER PRIMARY KEY AUTOINCREMENT", false, kSqliteNumberings, kSqliteTriggers},
+    {kEndless, "", "Unrecognized database format", ""},
+    kEmbeddedColumns};
 
 const std::vector<ColumnRow> kSqliteDriverColumns = with_integers(
     {{"BIT", DataType::boolean, 2, kNoDecimals, false, {true, false}},
@@ -91,11 +96,12 @@ const std::vector<ColumnRow> kSqliteDriverColumns = with_integers(
      {"VARCHAR(50)", DataType::var_char, 50, kNoDecimals, "", kTexts},
      {"TEXT", DataType::long_var_char, kLongest, kNoDecimals, kNone, {kLong, ""}},
      {"BLOB", DataType::long_var_binary, kLongest, kNoDecimals, kNone, {kBlob, Variant::Bytes{0}}}});
-const Database kSqliteDriver = {{std::nullopt, "a.db", "SQLite3", kOdbc},
-                                {kRecursive, kRecursiveEnd, "'é' || x", "TEXT", "\"\""},
-                                {"\"", "INTEGER PRIMARY KEY AUTOINCREMENT", false, kSqliteTriggers},
-                                {kEndless, "", "connect failed", ""},
-                                kSqliteDriverColumns};
+const Database kSqliteDriver = {
+    {std::nullopt, "a.db", "SQLite3", kOdbc},
+    {kRecursive, kRecursiveEnd, "'é' || x", "TEXT", "\"\""},
+    {"\"", "INTEGER PRIMARY KEY AUTOINCREMENT", false, kSqliteNumberings, kSqliteTriggers},
+    {kEndless, "", "connect failed", ""},
+    kSqliteDriverColumns};
 
 const std::vector<ColumnRow> kMariaDbColumns = with_integers(
     {{"BIT", DataType::boolean, 2, kNoDecimals, false, {true, false}},
@@ -121,6 +127,8 @@ const Database kMariaDb = {
     {"`",
      "INTEGER AUTO_INCREMENT PRIMARY KEY",
      true,
+     {{"ALTER TABLE {t} MODIFY ID BIGINT UNSIGNED AUTO_INCREMENT, AUTO_INCREMENT = 18446744073709551000",
+       "18446744073709551000"}},
      {"CREATE TRIGGER {t}a BEFORE INSERT ON {t} FOR EACH ROW SET NEW.W = 7",
       "CREATE TRIGGER {t}b AFTER INSERT ON {t} FOR EACH ROW INSERT INTO {l} (V) VALUES (NEW.V)",
       "CREATE TRIGGER {t}c AFTER UPDATE ON {t} FOR EACH ROW INSERT INTO {l} (V) VALUES (NEW.V)"}},
@@ -132,6 +140,8 @@ const std::vector<ColumnRow> kPostgreSqlColumns = with_integers(
      {"REAL", DataType::single, 4, kNoDecimals, kZero, {0.1F, -2.5F}},
      {"DOUBLE PRECISION", DataType::real, 8, kNoDecimals, kZero, kReals},
      {"DECIMAL(20,4)", DataType::numeric, 19, 4, kZero, {kLargest, kSmallest}},
+     // Six decimals are the driver's guess.
+     {"NUMERIC", DataType::numeric, 19, 6, kZero, {Decimal::parse("0.123456789").value()}},
      {"DATE", DataType::db_date, 6, kNoDecimals, kNone, kDays},
      {"TIME", DataType::db_time, 6, kNoDecimals, kNone, {Date{0.25}, Date{0.0}}},
      {"TIMESTAMP", DataType::db_timestamp, 16, 6, kNone, kMoments},
@@ -146,6 +156,8 @@ const Database kPostgreSql = {
     {"\"",
      "SERIAL PRIMARY KEY",
      false,
+     {{"CREATE SEQUENCE {t}s INCREMENT -1; ALTER TABLE {t} ALTER ID SET DEFAULT nextval('{t}s')", ""},
+      {"ALTER SEQUENCE {t}_ID_seq OWNED BY NONE; ALTER SEQUENCE {t}s OWNED BY {t}.ID", "-2"}},
      {"CREATE FUNCTION {t}f() RETURNS trigger LANGUAGE plpgsql AS $$BEGIN INSERT INTO {l} (V) VALUES "
       "(NEW.V); "
       "IF TG_OP = 'INSERT' THEN UPDATE {t} SET W = 7 WHERE ID = NEW.ID; END IF; RETURN NULL; END$$",
@@ -164,7 +176,7 @@ const Database kSqlServer = {
      ") CAST(ROW_NUMBER() OVER (ORDER BY (SELECT 1)) AS INT) AS x FROM sys.all_columns a CROSS JOIN "
      "sys.all_columns b) s",
      "CONCAT(NCHAR(233), x)", "NVARCHAR(MAX)", nullptr},
-    {"\"", "INT IDENTITY PRIMARY KEY", true, {}},
+    {"\"", "INT IDENTITY PRIMARY KEY", true, {}, {}},
     {"WAITFOR DELAY '00:00:05'", "Login failed", "", ""},
     kSqlServerColumns};
 
@@ -173,7 +185,7 @@ const std::vector<ColumnRow> kOracleColumns = {
 const Database kOracle = {
     {std::nullopt, "", "Oracle", kOdbc},
     {"(SELECT LEVEL AS x FROM dual CONNECT BY LEVEL <= ", ") s", "UNISTR('\\00e9') || x", "CLOB", nullptr},
-    {"\"", "", false, {}},
+    {"\"", "", false, {}, {}},
     {"BEGIN DBMS_SESSION.SLEEP(5); END;", "ORA-01017", "", ""},
     kOracleColumns};
 

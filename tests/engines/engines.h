@@ -43,6 +43,9 @@ struct Keys {
   const char* quote;       // about a name
   const char* identity;    // what a column is that numbers its rows
   bool loses_on_deadlock;  // the whole transaction
+  /// What numbers the next rows of {t} in a way hosts rarely see, and the number of the next one; empty:
+  /// nobody can tell it.
+  std::vector<std::pair<const char*, const char*>> numberings;
   /// On a table {t}: a row that is added gets 7 in its W, each one added or changed in V leaves a row in {l}.
   std::vector<const char*> triggers;
 };

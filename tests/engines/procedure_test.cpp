@@ -94,6 +94,47 @@ TEST_P(ProcedureTest, AFailureNamesWhatTheServerSays) {
   }
 }
 
+TEST_P(ProcedureTest, AFailureBehindRowsIsTold) {
+  if (!is_mariadb()) GTEST_SKIP() << "a function fails before its rows";
+  make_table("ID INTEGER PRIMARY KEY");
+  run("INSERT INTO " + table + " VALUES (1)");
+  const std::string fails = "INSERT INTO " + table + " VALUES (1); END";
+  constexpr int kRows = 5'000;
+  make("qf_short", "", "", "BEGIN SELECT x, 'a' AS y FROM " + series(kRows) + "; SELECT 7; " + fails);
+  make("qf_long", "", "",
+       "/* ; */ BEGIN SELECT x, CAST(REPEAT('a', 70000) AS CHAR(90000)) FROM " + series(2) + "; " + fails);
+  for (int mode = 0; mode < 2; ++mode) {
+    data->SetAsyncMode(mode == 1);
+    for (const char* name : {"qf_short", "qf_long", "/* as it stands */ call qf_short()"}) {
+      SCOPED_TRACE(name);
+      data->GetErrObj()->m_Number = 0;
+      if (call(name, {})) {
+        while (data->MoveNext()) {
+        }
+      }
+      EXPECT_EQ(data->Err_Number(), ado::kIntegrityViolation) << data->Err_Description();
+      EXPECT_FALSE(data->ExecuteSQL("call qf_short()"));
+      EXPECT_EQ(count(), "1") << "the connection is usable";
+    }
+  }
+}
+
+TEST_P(ProcedureTest, RowsOfAProcedureCannotBeChanged) {
+  make_table("ID INTEGER PRIMARY KEY, V VARCHAR(5)");
+  run("INSERT INTO " + table + " VALUES (1, 'x')");
+  make("qf_table", "", "SETOF " + table, "SELECT * FROM " + table);
+  ASSERT_TRUE(call("qf_table", {"never"})) << data->Err_Description();
+  const int refused = ado::full_number(ado::Model::feature_not_available);
+  data->SetPound("V", "y");
+  EXPECT_EQ(data->Err_Number(), refused);
+  EXPECT_TRUE(data->Save()) << "there is nothing to save";
+  data->GetErrObj()->m_Number = 0;
+  data->AddNew();
+  EXPECT_EQ(data->Err_Number(), refused);
+  EXPECT_FALSE(data->Delete());
+  EXPECT_EQ(data->GetPound("V"), Variant("x"));
+}
+
 INSTANTIATE_TEST_SUITE_P(Engines, ProcedureTest, ::testing::ValuesIn(engines(Choose::one_a_server)),
                          engine_name);
 

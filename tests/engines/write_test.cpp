@@ -197,6 +197,62 @@ TEST_P(WriteTest, RowsAreToldByTheirKeyOrByAllTheyHold) {
   EXPECT_EQ(seen(table), "2");
 }
 
+TEST_P(WriteTest, AQueryThatDoesNotTellOneRowChangesNone) {
+  const auto make = [&] {
+    make_table("A INTEGER, B INTEGER, V VARCHAR(10), PRIMARY KEY (A, B)");
+    for (const char* b : {"1", "2", "3"}) run("INSERT INTO " + table + " VALUES (1, " + b + ", 'x')");
+    return table;
+  };
+  const std::string one = make();
+  const std::string other_one = make();
+  const std::string both =
+      "SELECT A, B, V FROM {1} WHERE B = 9 UNION ALL SELECT A, B, V FROM {2} WHERE B = 2";
+  run("CREATE VIEW " + one + "v AS SELECT A, B, V FROM " + one +
+      " WHERE B < 2 UNION ALL SELECT A, B, V FROM " + other_one + " WHERE B > 1");
+  const std::string queries[] = {
+      "SELECT A, A AS A2, V FROM {1}",
+      "SELECT m.A, m.B, p.V FROM {1} m, {1} p WHERE p.A = m.A AND p.B = m.B + 1",
+      "SELECT m.A, m.B, p.V FROM {1} m JOIN (SELECT * FROM {1}) p ON p.B = m.B + 1",
+      "SELECT A, B, (SELECT V FROM {1} p WHERE p.B = m.B + 1) AS V FROM {1} m WHERE B = 1",
+      both,
+      "SELECT * FROM (" + both + ") s",
+      "SELECT * FROM {1}v WHERE B = 2",
+  };
+  const auto untouched = [&](const std::string& each) { return seen(each + " WHERE V = 'x'"); };
+  for (const std::string& query : queries) {
+    SCOPED_TRACE(query);
+    open(text::replace_all(text::replace_all(query, "{1}", one), "{2}", other_one));
+    const bool edits = error_of([&] { return rows().set_value(rows().column_index("V"), "y"), 0; }) == 0;
+    EXPECT_FALSE(edits && data->Save());
+    rows().CancelUpdate();
+    EXPECT_FALSE(data->Delete());
+    EXPECT_EQ(untouched(one) + untouched(other_one), "33");
+  }
+  run("DROP VIEW " + one + "v");
+  // Where a table is only compared with, the rows are still its own.
+  open("SELECT A, B, V FROM " + one + " WHERE B = (SELECT max(B) FROM " + one + ")");
+  data->SetPound("V", "y");
+  expect_saved();
+  EXPECT_EQ(seen(one + " WHERE V = 'y' AND B = 3") + untouched(one), "12");
+}
+
+TEST_P(WriteTest, NumbersThatAreRareOrUnknownFindTheirRow) {
+  make_table(std::string("ID ") + database().identity + ", V VARCHAR(10)");
+  for (const auto& [numbering, number] : database().numberings) {
+    SCOPED_TRACE(numbering);
+    run(text::replace_all(numbering, "{t}", table));
+    ASSERT_TRUE(data->Selection());
+    expect_added({{"V", "one"}});
+    const Variant id = rows().value(0);
+    EXPECT_EQ(id.is_null() ? "" : shown(id), number);
+    data->SetPound("V", "changed");
+    EXPECT_EQ(data->Save(), *number != '\0') << data->Err_Description();
+    rows().CancelUpdate();
+    const std::string there = *number != '\0' ? std::string(" AND ID = ") + number : "";
+    EXPECT_EQ(seen(table + " WHERE V = 'changed'" + there), *number != '\0' ? "1" : "0");
+  }
+}
+
 TEST_P(WriteTest, WhatTheSourceRefusesStaysInEdit) {
   if (!database().server) run("PRAGMA foreign_keys = ON");
   make_table("ID INTEGER PRIMARY KEY");
@@ -303,6 +359,9 @@ TEST_P(WriteTest, NothingIsWrittenOverAnothersChange) {
     EXPECT_EQ(rows().AbsolutePosition(), 1);
   }
   EXPECT_EQ(seen(table + " WHERE V = 'theirs' AND W = 4"), "1");
+  theirs->Execute("UPDATE " + table + " SET V = 'OLD' WHERE ID = 1");
+  EXPECT_FALSE(data->Save()) << "another letter case is another value";
+  theirs->Execute("UPDATE " + table + " SET V = 'theirs' WHERE ID = 1");
   rows().CancelUpdate();
   EXPECT_EQ(data->GetPound("V"), Variant("old"));
   data->RefreshADO();
@@ -331,6 +390,15 @@ TEST_P(WriteTest, SqlInAValueIsText) {
                                           "$1",
                                           ":a"};
   for (const std::string& text : texts) expect_added({{"ID", text}, {"V", text}});
+  const std::string nul("a\0b", 3);
+  if (add({{"ID", nul}})) {
+    open("SELECT ID FROM " + table + " WHERE V IS NULL");
+    EXPECT_EQ(rows().value(0), Variant(nul));
+    run("DELETE FROM " + table + " WHERE V IS NULL");
+  } else {
+    EXPECT_EQ(data->Err_Number(), ado::kMultipleStep) << "or stored whole";
+    rows().CancelUpdate();
+  }
   ASSERT_TRUE(data->Selection());
   std::size_t left = texts.size();
   for (const std::string& text : texts) {
@@ -389,6 +457,15 @@ TEST_P(WriteTest, ViewsJoinsAndTriggersAreWrittenThrough) {
   EXPECT_FALSE(data->Save());
   EXPECT_EQ(seen(main + " WHERE V = 'half'") + seen(main + " WHERE V = 'x'"), "01") << "both tables or none";
   rows().CancelUpdate();
+  // The same as a part of the host's transaction, which it leaves as it was.
+  data->TransBegin();
+  set({{"V", "half"}, {"N", Variant::null()}});
+  EXPECT_FALSE(data->Save());
+  data->SetPound("N", "k");
+  expect_saved();
+  data->TransCommit();
+  EXPECT_EQ(seen(main + " WHERE V = 'half'") + seen(table + " WHERE N = 'k'"), "11");
+  run("UPDATE " + main + " SET V = 'x' WHERE V = 'half'");
   data->AddNew();
   EXPECT_EQ(data->Err_Number(), kNotUpdatable);
   EXPECT_FALSE(data->Delete());
@@ -432,6 +509,52 @@ TEST_P(WriteTest, TransactionsHoldTogether) {
   EXPECT_EQ(seen(table), "3");
   EXPECT_TRUE(insert("4"));
   EXPECT_EQ(seen(table), "4");
+}
+
+TEST_P(WriteTest, ACommitThatFailsLeavesNothingBehind) {
+  const bool checks_late = !database().loses_on_deadlock;
+  if (!checks_late) GTEST_SKIP() << "nothing is checked at the commit";
+  if (!database().server) run("PRAGMA foreign_keys = ON");
+  make_table("ID INTEGER PRIMARY KEY");
+  const std::string parent = table;
+  make_table("ID INTEGER PRIMARY KEY, F INTEGER REFERENCES " + parent +
+             " (ID) DEFERRABLE INITIALLY DEFERRED");
+  data->TransBegin();
+  run("INSERT INTO " + table + " VALUES (1, 99)");
+  data->TransCommit();
+  EXPECT_EQ(data->Err_Number(), ado::kIntegrityViolation) << data->Err_Description();
+  // Where the transaction is gone, this must not look stored.
+  const bool goes_on = data->ExecuteSQL("INSERT INTO " + table + " VALUES (2, NULL)");
+  EXPECT_EQ(goes_on, !database().server);
+  EXPECT_EQ(error_of([&] { return connection->Close(), 0; }), ado::full_number(ado::Model::in_transaction));
+  data->TransRollBack();
+  EXPECT_EQ(seen(table), "0");
+  run("INSERT INTO " + table + " VALUES (3, NULL)");
+  EXPECT_EQ(seen(table), "1");
+}
+
+TEST_P(WriteTest, ABatchWaitsForALockOnce) {
+  if (database().driver == nullptr) GTEST_SKIP() << "the batch itself waits for the file, once";
+  constexpr int kRows = 6;
+  make_table("ID INTEGER PRIMARY KEY, V INTEGER");
+  for (int id = 1; id <= kRows; ++id) run("INSERT INTO " + table + " VALUES (" + std::to_string(id) + ", 0)");
+  const auto theirs = other_connection();
+  theirs->BeginTrans();
+  theirs->Execute("UPDATE " + table + " SET V = 1");
+  connection->set_CommandTimeout(1);
+  data->SetLock(ado::adLockBatchOptimistic);
+  ASSERT_TRUE(data->Selection());
+  for (int id = 1; id <= kRows; ++id, data->MoveNext()) {
+    data->SetPound("V", 2);
+    expect_saved();
+  }
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_NE(send(), 0);
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, 5900ms) << "not once for each row";
+  theirs->RollbackTrans();
+  EXPECT_EQ(in_group(ado::adFilterPendingRecords), kRows);
+  EXPECT_EQ(send(), 0);
+  EXPECT_EQ(seen(table + " WHERE V = 2"), std::to_string(kRows));
 }
 
 TEST_P(WriteTest, ManyRowsAreAddedInABatch) {
@@ -551,6 +674,16 @@ TEST_P(WriteTest, ABatchKeepsToTheHostsTransaction) {
     commits ? data->TransCommit() : data->TransRollBack();
     EXPECT_EQ(seen(table), commits ? "3" : "0");
     if (!commits) data->RefreshADO();
+  }
+  // One that a statement began is the host's as well.
+  if (database().driver != nullptr) {
+    run("BEGIN");
+    for (const char* value : {"d", "e"}) expect_added({{"V", value}});
+    EXPECT_EQ(send(), 0);
+    EXPECT_EQ(count(table) + seen(table), "53");
+    run("ROLLBACK");
+    EXPECT_EQ(count(table), "3");
+    data->RefreshADO();
   }
   // Each row learned its number: a change goes to the right one.
   data->MoveFirst();

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "ado/write_statement.h"
+
 namespace quarno::ado {
 
 ColumnStore store_for(const std::vector<Column>& columns) {
@@ -20,6 +22,23 @@ std::vector<std::string> names_of(const std::vector<Column>& columns) {
   return names;
 }
 
+// Columns of a table that a query reads twice could belong to either row.
+std::vector<Column> without_doubtful_origins(std::vector<Column> columns, std::string_view query) {
+  std::string known;
+  bool is_doubtful = false;
+  for (Column& column : columns) {
+    if (column.base_table.empty()) continue;
+    if (column.base_table != known) is_doubtful = reads_twice(query, column.base_table);
+    known = column.base_table;
+    if (!is_doubtful) continue;
+    column.base_table.clear();
+    column.base_column.clear();
+    column.key = false;
+    column.attributes &= ~(adFldUpdatable | adFldKeyColumn);
+  }
+  return columns;
+}
+
 std::string table_of(const std::vector<Column>& columns) {
   std::string table;
   for (const Column& column : columns) {
@@ -32,9 +51,9 @@ std::string table_of(const std::vector<Column>& columns) {
 
 }  // namespace
 
-RowSet::RowSet(std::unique_ptr<Rows> source)
+RowSet::RowSet(std::unique_ptr<Rows> source, std::string_view query)
     : source_(std::move(source)),
-      columns_(source_->columns()),
+      columns_(without_doubtful_origins(source_->columns(), query)),
       names_(names_of(columns_)),
       base_table_(table_of(columns_)),
       store_(store_for(columns_)) {

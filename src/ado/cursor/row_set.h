@@ -9,6 +9,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -22,8 +23,9 @@ namespace quarno::ado {
 
 class RowSet {
  public:
-  /// Holds no row of the result yet.
-  explicit RowSet(std::unique_ptr<Rows> source);
+  /// Holds no row of the result yet. `query` is what the rows come from: where it reads a table twice, its
+  /// columns count as computed.
+  explicit RowSet(std::unique_ptr<Rows> source, std::string_view query = {});
 
   /// Whether all rows of the result are here.
   bool is_complete() const { return source_ == nullptr; }

@@ -7,6 +7,10 @@
 namespace quarno::odbc {
 namespace {
 
+// Whatever the column's collation and character set: by default "a" equals "A" and "à".
+constexpr std::string_view kSameTextOpen = "CAST(";
+constexpr std::string_view kSameText = " AS CHAR CHARACTER SET utf8mb4) COLLATE utf8mb4_bin = ?";
+
 // Measured with the drivers of Debian 12 where the README says so.
 constexpr Dbms kKnown[] = {
     {.name = "SQLite",
@@ -17,17 +21,27 @@ constexpr Dbms kKnown[] = {
      .keeps_date_text = true,
      .sends_date_text = true},
     {.name = "MariaDB",
-     .dialect = {.quote_open = "`", .quote_close = "`", .empty_insert = " () VALUES ()"},
+     .dialect = {.quote_open = "`",
+                 .quote_close = "`",
+                 .empty_insert = " () VALUES ()",
+                 .same_text = kSameText,
+                 .same_text_open = kSameTextOpen},
      .identity_query = "SELECT LAST_INSERT_ID()",
      .timeout_statement = "SET SESSION max_statement_time=",
      .takes_rows = true,
      .home_query = "SELECT DATABASE()",
      .sizes_hold = true,
      .long_sizes_hold = true,
+     .miscounts_bodies = true,
+     .texts_hold_nul = true,
      .sends_date_text = true,
      .transaction_lost_code = 1213},
     {.name = "MySQL",
-     .dialect = {.quote_open = "`", .quote_close = "`", .empty_insert = " () VALUES ()"},
+     .dialect = {.quote_open = "`",
+                 .quote_close = "`",
+                 .empty_insert = " () VALUES ()",
+                 .same_text = kSameText,
+                 .same_text_open = kSameTextOpen},
      .identity_query = "SELECT LAST_INSERT_ID()",
      .timeout_statement = "SET SESSION max_execution_time=",
      .timeout_units = 1000,
@@ -35,6 +49,8 @@ constexpr Dbms kKnown[] = {
      .home_query = "SELECT DATABASE()",
      .sizes_hold = true,
      .long_sizes_hold = true,
+     .miscounts_bodies = true,
+     .texts_hold_nul = true,
      .sends_date_text = true,
      .transaction_lost_code = 1213},
     {.name = "PostgreSQL",
@@ -48,6 +64,7 @@ constexpr Dbms kKnown[] = {
      .home_is_schema = true,
      .sizes_hold = true,
      .unsized_text = kPostgresLongestVarchar,
+     .unsized_number_digits = 28,
      .reads_day_text = true,
      .sends_date_text = true,
      .mark_transaction = "SET LOCAL quarnofwk.transaction = '",
@@ -55,8 +72,8 @@ constexpr Dbms kKnown[] = {
     {.name = "Microsoft SQL Server",
      .dialect = {.quote_open = "[", .quote_close = "]"},
      .identity_query = "SELECT @@IDENTITY",
-     .savepoint = "SAVE TRANSACTION quarnofwk_write",
-     .undo_savepoint = "ROLLBACK TRANSACTION quarnofwk_write",
+     .savepoint = "SAVE TRANSACTION ",
+     .undo_savepoint = "ROLLBACK TRANSACTION ",
      .release_savepoint = "",
      .home_query = "SELECT SCHEMA_NAME()",
      .home_is_schema = true,
@@ -70,10 +87,7 @@ constexpr Dbms kKnown[] = {
      .sends_wide_text = true,
      .transaction_lost_code = 1205,
      .fraction_digits = 3},
-    {.name = "Oracle",
-     .undo_savepoint = "ROLLBACK TO quarnofwk_write",
-     .release_savepoint = "",
-     .sizes_hold = true},
+    {.name = "Oracle", .undo_savepoint = "ROLLBACK TO ", .release_savepoint = "", .sizes_hold = true},
 };
 
 constexpr Dbms kUnknown{};

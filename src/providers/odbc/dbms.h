@@ -27,9 +27,10 @@ struct Dbms {
   std::int64_t timeout_units = 1;  // in a second
   /// One execution writes many rows, all of them or none.
   bool takes_rows = false;
-  std::string_view savepoint = "SAVEPOINT quarnofwk_write";
-  std::string_view undo_savepoint = "ROLLBACK TO SAVEPOINT quarnofwk_write";
-  std::string_view release_savepoint = "RELEASE SAVEPOINT quarnofwk_write";
+  /// In front of a savepoint's name; empty: it needs no release.
+  std::string_view savepoint = "SAVEPOINT ";
+  std::string_view undo_savepoint = "ROLLBACK TO SAVEPOINT ";
+  std::string_view release_savepoint = "RELEASE SAVEPOINT ";
   /// The server's own cursors: how to declare one (with its options in front of the query) and to fetch its
   /// next rows. Empty where the driver itself can read in blocks, or where there is no way.
   std::string_view declare_cursor = {};
@@ -52,6 +53,13 @@ struct Dbms {
   /// The size a text column has when it was declared without one, so that values are longer; 0: there is
   /// none.
   std::int64_t unsized_text = 0;
+  /// The digits of a number that was declared without any; values of such a column are not rounded.
+  std::int64_t unsized_number_digits = 0;
+  /// The driver takes the statements within a body (of a procedure, a trigger) for several of its own, and
+  /// ends the process when it is asked for their results.
+  bool miscounts_bodies = false;
+  /// The driver hands on texts with a NUL character whole. Elsewhere they are refused.
+  bool texts_hold_nul = false;
   /// The base column a driver names is the alias, when there is one.
   bool alias_as_base_column = false;
   /// A column of whole numbers may hold larger ones, and other values too: they are read as text.

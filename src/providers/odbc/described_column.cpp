@@ -125,6 +125,7 @@ DescribedColumn described(const Statement& statement, SQLUSMALLINT index, const 
   } else if (row.form == Form::exact) {
     column.precision = static_cast<std::uint8_t>(std::min<SQLULEN>(size, 254));
     column.scale = static_cast<std::uint8_t>(std::clamp<SQLSMALLINT>(digits, 0, 254));
+    column.scale_holds = dbms.unsized_number_digits == 0 || column.precision != dbms.unsized_number_digits;
   } else if (row.form == Form::timestamp) {
     column.precision = static_cast<std::uint8_t>(std::min<SQLULEN>(size, 254));
     column.scale = static_cast<std::uint8_t>(std::clamp<SQLSMALLINT>(digits, 0, 9));
@@ -169,13 +170,16 @@ void mark_keys(std::vector<DescribedColumn>& columns,
                const std::map<std::string, const TableFacts*>& tables) {
   for (const auto& [table, facts] : tables) {
     std::vector<ado::Column*> found;
+    bool all_once = !facts->key.empty();
     for (const std::string& name : facts->key) {
+      const std::size_t before = found.size();
       for (DescribedColumn& each : columns) {
         const bool same = each.column.base_table == table && text::equal_fold(each.column.base_column, name);
         if (same) found.push_back(&each.column);
       }
+      all_once = all_once && found.size() == before + 1;
     }
-    if (found.empty() || found.size() != facts->key.size()) continue;
+    if (!all_once) continue;
     for (ado::Column* const column : found) {
       column->key = true;
       column->attributes |= ado::adFldKeyColumn;

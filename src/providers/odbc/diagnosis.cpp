@@ -33,12 +33,14 @@ constexpr Known kKnown[] = {
     {1, "[SQLite]no such column", ado::kErrorsInCommand, "42S22"},
     {1, "[SQLite]", ado::kErrorsInCommand, "42000"},
     {8, "[SQLite]", ado::kReadOnly, "25006"},
+    {5, "database is locked", ado::kUnspecified, "HYT00"},
     // MariaDB and MySQL.
     {1062, "[ma-", ado::kIntegrityViolation, "23505"},
     {1062, "Duplicate entry", ado::kIntegrityViolation, "23505"},
     {1048, "cannot be null", ado::kIntegrityViolation, "23502"},
     {1364, "default value", ado::kIntegrityViolation, "23502"},
     {1452, "foreign key", ado::kIntegrityViolation, "23503"},
+    {1205, "Lock wait timeout", ado::kTimeoutExpired, "HYT00"},
     {1049, "Unknown database", ado::kUnspecified, "3D000"},
     {1044, "Access denied", ado::kLoginFailed, "28000"},
     // SQLite: what ends a statement is its time limit alone.

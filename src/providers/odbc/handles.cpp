@@ -67,8 +67,11 @@ Statement::Statement(std::shared_ptr<Link> link) : link_(std::move(link)) {
   link_->check(SQLAllocHandle(SQL_HANDLE_STMT, link_->handle(), &handle_), SQL_HANDLE_DBC, link_->handle());
 }
 
-Statement::~Statement() {
+Statement::~Statement() { free(); }
+
+void Statement::free() {
   if (handle_ != nullptr) SQLFreeHandle(SQL_HANDLE_STMT, handle_);
+  handle_ = nullptr;
 }
 
 Statement::Statement(Statement&& other) noexcept

@@ -71,6 +71,8 @@ class Statement {
   Error failure(std::string_view text) const { return link_->failure(SQL_HANDLE_STMT, handle_, text); }
   /// Ends the result that is open; the connection is free for the next statement.
   void close() const { SQLFreeStmt(handle_, SQL_CLOSE); }
+  /// Nothing can be done with it any more.
+  void free();
 
  private:
   std::shared_ptr<Link> link_;

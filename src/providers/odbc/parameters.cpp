@@ -6,6 +6,7 @@
 #include "ado/ado_error.h"
 #include "common/date_text.h"
 #include "common/text.h"
+#include "providers/odbc/odbc_provider.h"
 
 namespace quarno::odbc {
 namespace {
@@ -43,6 +44,11 @@ struct Parameters::Encode {
     put(SQL_C_CHAR, SQL_DECIMAL, digits, static_cast<SQLSMALLINT>(decimals), nullptr, slot.text.size());
   }
   void narrow_text(const std::string& v, const void* data) const {
+    if (!dbms.texts_hold_nul && v.find('\0') != std::string::npos) {
+      throw ado::provider_error(
+          ado::kMultipleStep,
+          "A text with a NUL character cannot be stored here: the driver would cut it there.", kSourceName);
+    }
     // Wide types count units of 16 bits, of which a character of four bytes takes two; what is beyond the
     // size is cut.
     const auto pairs = std::count_if(v.begin(), v.end(), [](unsigned char c) { return c >= 0xF0; });
@@ -126,7 +132,11 @@ ParameterRows::ParameterRows(std::span<const std::vector<Variant>> rows, const D
   constexpr std::size_t kMostBytes = std::size_t{8} << 20;
   std::vector<Parameters> encoded;
   encoded.reserve(rows.size());
-  for (const auto& row : rows) encoded.emplace_back(row, dbms);
+  try {
+    for (const auto& row : rows) encoded.emplace_back(row, dbms);
+  } catch (const Error&) {
+    return;  // which one it was shows when they are written singly
+  }
   std::vector<ColumnBlock> columns(rows.empty() ? 0 : rows.front().size());
   for (std::size_t i = 0; i < columns.size(); ++i) {
     ColumnBlock& column = columns[i];

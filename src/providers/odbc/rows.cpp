@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "ado/ado_error.h"
+#include "ado/write_statement.h"
 #include "common/date_text.h"
 #include "common/locale_info.h"
 #include "common/text.h"
@@ -150,7 +151,8 @@ OdbcRows::~OdbcRows() {
 void OdbcRows::end(bool well) {
   ended_ = true;
   results_->remove(*this);
-  statement_.close();
+  // Not just closed: MariaDB's driver, freeing it later, would swallow what a call behind it has to say.
+  statement_.free();
   if (cursor_) cursor_->end(well);
 }
 
@@ -204,6 +206,7 @@ bool OdbcRows::next_block() {
   statement_.check(result, text_);
   if (result == SQL_NO_DATA) {
     if (next_from_cursor()) return in_block_ > 0;
+    read_outcome();
     end(true);
     return false;
   }
@@ -217,6 +220,27 @@ bool OdbcRows::next_block() {
     if (failed || !diagnosis.sql_state.starts_with("01")) statement_.check(SQL_ERROR, text_);
   }
   return in_block_ > 0;
+}
+
+void OdbcRows::read_outcome() {
+  if (!ado::is_call(text_)) return;
+  // Nothing of what is skipped goes where the rows went.
+  SQLFreeStmt(statement_.get(), SQL_UNBIND);
+  try {
+    for (SQLRETURN result = SQL_SUCCESS; result != SQL_NO_DATA;) {
+      result = SQLMoreResults(statement_.get());
+      statement_.check(result, text_);
+    }
+  } catch (const Error&) {
+    quietly([this] { end(false); });
+    throw;
+  }
+}
+
+void OdbcRows::finish() {
+  if (ended_) return;
+  read_outcome();
+  end(true);
 }
 
 std::size_t OdbcRows::fetch(ado::ColumnStore& store, std::size_t limit) {

@@ -47,6 +47,7 @@ class OdbcRows : public ado::Rows {
   const std::vector<ado::Column>& columns() const override { return columns_; }
   std::size_t fetch(ado::ColumnStore& store, std::size_t limit) override;
   void renew_time_limit() override { clock_.restart(); }
+  void finish() override;
   /// Reads the rest into memory, from where it is fetched later; a failure is raised there.
   void keep_rest();
 
@@ -58,6 +59,8 @@ class OdbcRows : public ado::Rows {
   };
 
   void bind();
+  // What a procedure did behind its rows, and whether it failed there.
+  void read_outcome();
   std::size_t read(ado::ColumnStore& store, std::size_t limit);
   std::size_t take_kept(ado::ColumnStore& store, std::size_t limit);
   bool next_block();

@@ -14,6 +14,7 @@
 #include "providers/odbc/parameters.h"
 #include "providers/odbc/rows.h"
 #include "providers/odbc/statement_text.h"
+#include "providers/sqlite_origins.h"
 
 namespace quarno::odbc {
 namespace {
@@ -51,7 +52,8 @@ class OdbcSession : public ado::Session {
   std::int64_t write(const std::string& statement, std::span<const Variant> parameters,
                      std::int64_t most) override;
   bool write_rows(const std::string& statement, std::span<const std::vector<Variant>> rows) override;
-  std::int64_t last_identity(const std::string& table, const std::string& column) override;
+  void together(const std::function<void()>& work) override;
+  Variant last_identity(const std::string& table, const std::string& column) override;
   void begin() override;
   void commit() override;
   void rollback() override;
@@ -93,6 +95,10 @@ class OdbcSession : public ado::Session {
   std::int64_t write_once(const std::string& statement, std::span<const Variant> parameters);
   std::int64_t write_in_savepoint(const std::string& statement, std::span<const Variant> parameters,
                                   std::int64_t most);
+  // Each has a name of its own: one server forgets the outer of two equal ones.
+  void set_savepoint() { run(std::string(dbms_.savepoint) + savepoint_name(++savepoints_)); }
+  void end_savepoint(bool undone);
+  static std::string savepoint_name(int number) { return "quarnofwk_" + std::to_string(number); }
   void require_transaction() const;
   void end_transaction(SQLSMALLINT how);
 
@@ -100,6 +106,7 @@ class OdbcSession : public ado::Session {
   sqlite3* engine_;  // behind the driver, where the time limit has to be set there
   std::shared_ptr<OpenResults> results_ = std::make_shared<OpenResults>();
   std::int64_t cursors_made_ = 0;
+  int savepoints_ = 0;  // one within the other
   std::int64_t transactions_ = 0;
   const Dbms& dbms_;
   bool asks_while_reading_;
@@ -111,6 +118,7 @@ class OdbcSession : public ado::Session {
   std::int32_t time_limit_ = 0;       // that holds on the server
   std::map<BaseTable, TableFacts> tables_;
   std::pair<std::string, std::vector<Origin>> origins_;  // of the statement that runs next
+  std::string mixed_;                                    // that statement, when its rows have several origins
   std::string home_;
   bool home_known_ = false;
   std::unordered_map<std::string, Statement> prepared_;
@@ -153,6 +161,7 @@ void OdbcSession::refuse_when_lost() const {
 }
 
 void OdbcSession::prepare_editing(const std::string& statement) {
+  mixed_ = engine_ != nullptr && providers::mixes_rows(engine_, statement) ? statement : std::string();
   if (dbms_.origins_begin.empty()) return;
   results_->keep();
   origins_ = {statement, origins_of(link_, dbms_, statement)};
@@ -224,7 +233,8 @@ std::unique_ptr<ado::Rows> OdbcSession::rows_of(Statement statement, const std::
                                                 const Clock& clock, std::optional<ServerCursor> cursor) {
   FindTable find_table;
   // Behind the rows of a procedure more is to come, until when MariaDB answers nothing else.
-  if (asks_while_reading_ && !ado::is_call(text)) {
+  const bool is_mixed = !mixed_.empty() && mixed_ == text;
+  if (asks_while_reading_ && !is_mixed && !ado::is_call(text)) {
     find_table = [this](const BaseTable& table) -> const TableFacts& { return facts_of(table); };
   }
   auto described = described_columns(statement, text, dbms_, find_table);
@@ -256,7 +266,9 @@ ado::Outcome OdbcSession::execute_now(const std::string& text, std::int32_t time
   statement.check(result, text);
   // No data after executing: done, no rows touched.
   if (result == SQL_NO_DATA) outcome.affected = 0;
-  for (; result != SQL_NO_DATA; result = SQLMoreResults(statement.get())) {
+  const bool is_alone = dbms_.miscounts_bodies && may_hold_body(text);
+  const auto next = [&] { return is_alone ? SQLRETURN{SQL_NO_DATA} : SQLMoreResults(statement.get()); };
+  for (; result != SQL_NO_DATA; result = next()) {
     statement.check(result, text);
     SQLSMALLINT columns = 0;
     statement.check(SQLNumResultCols(statement.get(), &columns), text);
@@ -350,40 +362,59 @@ std::int64_t OdbcSession::write_once(const std::string& statement, std::span<con
 }
 
 bool OdbcSession::write_rows(const std::string& statement, std::span<const std::vector<Variant>> rows) {
-  if (!dbms_.takes_rows || !in_transaction_ || rows.empty()) return false;
+  const bool can_undo = in_transaction_ || in_text_transaction_;
+  if (!dbms_.takes_rows || !can_undo || rows.empty()) return false;
   return in_order([&] {
     ParameterRows parameters(rows, dbms_);
     if (parameters.empty()) return false;
     const Statement& own = prepared(statement);
     limit_time(own, write_seconds_);
-    run(std::string(dbms_.savepoint));
+    set_savepoint();
     parameters.bind(own);
     const bool written = SQL_SUCCEEDED(SQLExecute(own.get()));
     ParameterRows::unbind(own);
     own.close();
     // A handle that failed is not trusted again. Which row it was shows when they are written one by one.
     if (!written) prepared_.erase(statement);
-    if (!written && is_alive()) run(std::string(dbms_.undo_savepoint));
-    if (is_alive() && !dbms_.release_savepoint.empty()) run(std::string(dbms_.release_savepoint));
+    end_savepoint(!written);
     return written;
   });
 }
 
 std::int64_t OdbcSession::write_in_savepoint(const std::string& statement,
                                              std::span<const Variant> parameters, std::int64_t most) {
-  run(std::string(dbms_.savepoint));
-  const auto undo = [&] { run(std::string(dbms_.undo_savepoint)); };
+  set_savepoint();
   std::int64_t affected = 0;
   try {
     affected = write_once(statement, parameters);
   } catch (const Error&) {
     // The savepoint may have gone with its transaction.
-    if (is_alive()) quietly(undo);
+    quietly([&] { end_savepoint(true); });
     throw;
   }
-  if (affected > most) undo();
-  if (!dbms_.release_savepoint.empty()) run(std::string(dbms_.release_savepoint));
+  end_savepoint(affected > most);
   return affected;
+}
+
+void OdbcSession::end_savepoint(bool undone) {
+  const std::string name = savepoint_name(savepoints_--);
+  if (!is_alive()) return;
+  if (undone) run(std::string(dbms_.undo_savepoint) + name);
+  if (!dbms_.release_savepoint.empty()) run(std::string(dbms_.release_savepoint) + name);
+}
+
+void OdbcSession::together(const std::function<void()>& work) {
+  // A transaction that a statement of the host's began is the host's to end.
+  if (!in_transaction_ && !in_text_transaction_) return Session::together(work);
+  in_order([&] { set_savepoint(); });
+  try {
+    work();
+  } catch (const Error&) {
+    quietly([&] { end_savepoint(true); });
+    throw;
+  }
+  // Without its transaction it is gone as well.
+  lost_ ? static_cast<void>(--savepoints_) : in_order([&] { end_savepoint(false); });
 }
 
 std::int64_t OdbcSession::write_now(const std::string& statement, std::span<const Variant> parameters,
@@ -406,9 +437,9 @@ std::int64_t OdbcSession::write_now(const std::string& statement, std::span<cons
   }
 }
 
-std::int64_t OdbcSession::last_identity(const std::string& table, const std::string& column) {
+Variant OdbcSession::last_identity(const std::string& table, const std::string& column) {
   results_->keep();
-  if (dbms_.identity_query.empty()) return 0;
+  if (dbms_.identity_query.empty()) return Variant::null();
   const auto literal = [](const std::string& text) { return "'" + text::replace_all(text, "'", "''") + "'"; };
   const std::string query = dbms_.number_query.empty() ? std::string(dbms_.identity_query)
                                                        : std::string(dbms_.number_query) +
@@ -416,10 +447,10 @@ std::int64_t OdbcSession::last_identity(const std::string& table, const std::str
                                                              ", " + literal(column) + "))";
   try {
     const auto number = Decimal::parse(single_text(query));
-    return number ? static_cast<std::int64_t>(number->low()) : 0;
+    return number && *number != Decimal() ? Variant(*number) : Variant::null();
   } catch (const Error& error) {
     // PostgreSQL: nothing was inserted in this session.
-    if (error.sql_state == "55000") return 0;
+    if (error.sql_state == "55000") return Variant::null();
     throw;
   }
 }
@@ -433,8 +464,13 @@ void OdbcSession::begin() {
   link_->begin_transaction();
   in_transaction_ = true;
   ++transactions_;
-  if (!dbms_.mark_transaction.empty()) {
+  if (dbms_.mark_transaction.empty()) return;
+  try {
     run(std::string(dbms_.mark_transaction) + std::to_string(transactions_) + "'");
+  } catch (const Error&) {
+    quietly([&] { link_->end_transaction(SQL_ROLLBACK); });
+    in_transaction_ = false;
+    throw;
   }
 }
 
@@ -462,7 +498,13 @@ void OdbcSession::end_transaction(SQLSMALLINT how) {
 void OdbcSession::commit() {
   require_transaction();
   refuse_when_lost();
-  end_transaction(SQL_COMMIT);
+  try {
+    end_transaction(SQL_COMMIT);
+  } catch (const Error&) {
+    // A constraint that is checked now: what follows must not go into a transaction nobody knows of.
+    lost_ = in_transaction_ && has_vanished();
+    throw;
+  }
 }
 
 void OdbcSession::rollback() {

@@ -4,6 +4,7 @@
 #include <cctype>
 #include <vector>
 
+#include "ado/write_statement.h"
 #include "common/text.h"
 
 namespace quarno::odbc {
@@ -42,6 +43,12 @@ std::string call_of_procedure(std::string_view statement) {
   const std::string call(text::trim(statement.substr(1, statement.size() - 2)));
   if (!text::equal_fold(std::string_view(call).substr(0, 5), "call ")) return {};
   return call.find('(') == std::string::npos ? call + "()" : call;
+}
+
+bool may_hold_body(std::string_view statement) {
+  const std::string word = ado::first_word(statement);
+  constexpr std::string_view kWords[] = {"create", "alter", "if", "case", "loop", "while", "repeat", "for"};
+  return std::find(std::begin(kWords), std::end(kWords), word) != std::end(kWords);
 }
 
 bool is_single_query(std::string_view statement) {

@@ -7,6 +7,9 @@
 
 namespace quarno::odbc {
 
+/// Whether a statement may hold others: those it makes something of, or that run on its condition.
+bool may_hold_body(std::string_view statement);
+
 /// Whether a name stands in the list of columns as another name for something: behind AS, or behind what is
 /// named.
 bool is_alias(std::string_view statement, std::string_view name);

@@ -1,6 +1,7 @@
 #include "providers/desktop/sqlite/rows.h"
 
 #include <map>
+#include <set>
 
 #include "common/date_text.h"
 #include "common/locale_info.h"
@@ -50,7 +51,7 @@ std::string_view text_of(sqlite3_stmt* statement, int index) {
 }  // namespace
 
 SqliteRows::SqliteRows(sqlite3* database, Statement statement, std::string text, providers::TimeLimit limit,
-                       int timeout_seconds, const KeyWidth& key_width)
+                       int timeout_seconds, const KeyWidth& key_width, bool with_origins)
     : database_(database),
       statement_(std::move(statement)),
       text_(std::move(text)),
@@ -58,7 +59,8 @@ SqliteRows::SqliteRows(sqlite3* database, Statement statement, std::string text,
       timeout_seconds_(timeout_seconds) {
   const providers::Deadline deadline(database_, limit_);
   on_row_ = step();
-  for (int i = 0; i < sqlite3_column_count(statement_.get()); ++i) columns_.push_back(describe(i));
+  for (int i = 0; i < sqlite3_column_count(statement_.get()); ++i)
+    columns_.push_back(describe(i, with_origins));
   drop_partial_keys(key_width);
 }
 
@@ -69,7 +71,7 @@ bool SqliteRows::step() {
   return false;
 }
 
-ado::Column SqliteRows::describe(int index) const {
+ado::Column SqliteRows::describe(int index, bool with_origin) const {
   sqlite3_stmt* const statement = statement_.get();
   const char* const declaration = sqlite3_column_decltype(statement, index);
   const DeclaredType declared =
@@ -80,8 +82,10 @@ ado::Column SqliteRows::describe(int index) const {
   column.defined_size = declared.defined_size;
   column.precision = declared.precision;
   column.scale = declared.scale;
-  column.base_table = text_or_empty(sqlite3_column_table_name(statement, index));
-  column.base_column = text_or_empty(sqlite3_column_origin_name(statement, index));
+  if (with_origin) {
+    column.base_table = text_or_empty(sqlite3_column_table_name(statement, index));
+    column.base_column = text_or_empty(sqlite3_column_origin_name(statement, index));
+  }
   column.attributes = ado::is_long(column.type) ? ado::adFldLong : 0;
   int not_null = 0;
   int key = 0;
@@ -101,12 +105,12 @@ ado::Column SqliteRows::describe(int index) const {
 }
 
 void SqliteRows::drop_partial_keys(const KeyWidth& key_width) {
-  std::map<std::string, int> found;
+  std::map<std::string, std::set<std::string>> found;
   for (const ado::Column& column : columns_) {
-    if (column.key) ++found[column.base_table];
+    if (column.key) found[column.base_table].insert(column.base_column);
   }
-  for (const auto& [table, count] : found) {
-    if (count >= key_width(table)) continue;
+  for (const auto& [table, names] : found) {
+    if (names.size() >= static_cast<std::size_t>(key_width(table))) continue;
     for (ado::Column& column : columns_) {
       if (column.base_table == table) column.key = false;
     }

@@ -1,15 +1,17 @@
 #include "providers/desktop/sqlite/session.h"
 
-#include <algorithm>
 #include <unordered_map>
+#include <utility>
 
 #include "ado/ado_error.h"
 #include "ado/write_statement.h"
 #include "common/text.h"
 #include "providers/desktop/desktop_provider.h"
+#include "providers/desktop/sqlite/bind_exact.h"
 #include "providers/desktop/sqlite/rows.h"
 #include "providers/desktop/sqlite/sqlite_error.h"
 #include "providers/desktop/sqlite/statement.h"
+#include "providers/sqlite_origins.h"
 
 namespace quarno::desktop::sqlite {
 namespace {
@@ -19,15 +21,6 @@ constexpr std::size_t kMostPrepared = 64;
 
 std::string text_of(sqlite3_stmt* statement, int index) {
   return reinterpret_cast<const char*>(sqlite3_column_text(statement, index));
-}
-
-// Numbers of up to 15 digits pass through a double unharmed; what has more is kept as its text in a blob,
-// because a column with numeric affinity would turn a text into a double and lose digits.
-int bind_exact(sqlite3_stmt* statement, int index, const Decimal& value) {
-  const std::string digits = value.text();
-  const auto count = std::count_if(digits.begin(), digits.end(), [](char c) { return c >= '0' && c <= '9'; });
-  if (count <= 15) return sqlite3_bind_double(statement, index, value.to_double());
-  return sqlite3_bind_blob64(statement, index, digits.data(), digits.size(), SQLITE_TRANSIENT);
 }
 
 struct Bind {
@@ -68,8 +61,10 @@ class SqliteSession : public ado::Session {
   std::int64_t write(const std::string& statement, std::span<const Variant> parameters,
                      std::int64_t most) override;
   bool write_rows(const std::string& statement, std::span<const std::vector<Variant>> rows) override;
-  std::int64_t last_identity(const std::string& /*table*/, const std::string& /*column*/) override {
-    return last_row_id();
+  void prepare_editing(const std::string& statement) override { to_be_edited_ = statement; }
+  void together(const std::function<void()>& work) override;
+  Variant last_identity(const std::string& /*table*/, const std::string& /*column*/) override {
+    return last_row_id() != 0 ? Variant(last_row_id()) : Variant::null();
   }
   void begin() override;
   void commit() override;
@@ -104,6 +99,7 @@ class SqliteSession : public ado::Session {
   const std::pair<const std::string, Statement>* last_prepared_ = nullptr;  // one of them
   std::unordered_map<std::string, int> key_widths_;
   ado::Dialect dialect_;
+  std::string to_be_edited_;  // the statement that runs next
   int level_ = 0;
 };
 
@@ -145,6 +141,8 @@ ado::Outcome SqliteSession::execute(const std::string& text, std::int32_t timeou
       text::equal_fold(text::trim(text), "SELECT @@Identity") ? identity_query() : text;
   std::string_view rest = own_text;
   bool any = false;
+  const bool is_mixed =
+      std::exchange(to_be_edited_, {}) == text && providers::mixes_rows(database_.get(), text);
   while (!rest.empty()) {
     const char* tail = nullptr;
     Statement statement = prepare(rest, &tail);
@@ -157,7 +155,7 @@ ado::Outcome SqliteSession::execute(const std::string& text, std::int32_t timeou
     if (sqlite3_column_count(statement.get()) > 0) {
       outcome.rows = std::make_unique<SqliteRows>(
           database_.get(), std::move(statement), std::string(own), limit, timeout_seconds,
-          [this](const std::string& table) { return key_width(table); });
+          [this](const std::string& table) { return key_width(table); }, !is_mixed);
       continue;
     }
     const providers::Deadline deadline(database_.get(), limit);
@@ -220,6 +218,22 @@ std::int64_t SqliteSession::write(const std::string& statement, std::span<const 
   } catch (const Error&) {
     run("ROLLBACK TO quarnofwk_write");
     run("RELEASE quarnofwk_write");
+    throw;
+  }
+}
+
+void SqliteSession::together(const std::function<void()>& work) {
+  if (sqlite3_get_autocommit(database_.get()) != 0) return Session::together(work);
+  run("SAVEPOINT quarnofwk_together");
+  try {
+    work();
+    run("RELEASE quarnofwk_together");
+  } catch (const Error&) {
+    // It may have gone with its transaction.
+    quietly([&] {
+      run("ROLLBACK TO quarnofwk_together");
+      run("RELEASE quarnofwk_together");
+    });
     throw;
   }
 }
