@@ -56,6 +56,11 @@ class Connection : public automation::Automation<Connection> {
   /// Lets go of a session whose data source is gone, with every recordset on it. True when a transaction went
   /// with it.
   bool drop_lost_session();
+  /// What is asked of the open session from here on goes through what `around` makes of it.
+  template <class Around>
+  void extend_session(Around&& around) {
+    if (session_ != nullptr) session_ = around(std::move(session_));
+  }
   /// The open session; raises `closed` when there is none.
   Session& session(Model closed = Model::object_closed);
   /// Runs work of the provider's; what it reports as a failure also goes into Errors.

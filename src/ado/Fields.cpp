@@ -83,10 +83,12 @@ constexpr Member kFieldMembers[] = {
     read_only<&Field::Attributes>(
         "Attributes",
         "Sum of 4 updatable, 16 fixed length, 32 accepts null, 64 may be null, 128 long, "
-        "32768 key."),
+        "8192 chapter, 32768 key."),
     property<&Field::Value, &Field::set_Value>(
         "Value",
-        "Value in the current row, null when it has none. Writing begins an edit; raises 3421 for a value of "
+        "Value in the current row, null when it has none; of a chapter a recordset of the rows that belong "
+        "to "
+        "the current one. Writing begins an edit; raises 3421 for a value of "
         "the wrong kind, -2147217887 for one that does not fit, 3021 without a current row."),
     read_only<&Field::OriginalValue>("OriginalValue", "Value before the edit in progress."),
     read_only<&Field::Properties>("Properties",

@@ -115,6 +115,8 @@ std::string Recordset::statement() const {
 
 void Recordset::adopt(Connection& connection, const std::string& source, std::unique_ptr<Rows> rows,
                       Fetching fetching) {
+  // Rows that are held already are a client cursor's, whatever was asked.
+  if (rows->chapters() != nullptr) fetching = Fetching::all;
   auto fetched = std::make_shared<RowSet>(std::move(rows), source);
   connection.report_failures([&] {
     if (fetching != Fetching::all) return static_cast<void>(fetched->load(kFirstRows));
@@ -174,7 +176,7 @@ void Recordset::take_rows(std::shared_ptr<RowSet> rows) {
   affected_.clear();
   connection_->attach(*this);
   // A filter that was set while it was closed holds for what is opened.
-  if (!filter_.is_text()) return place_on_first(true);
+  if (!filter_.is_text() && !scope_) return place_on_first(true);
   try {
     choose_rows();
   } catch (const Error&) {
@@ -189,6 +191,7 @@ void Recordset::forget_rows() {
   field_objects_.clear();
   rows_.reset();
   shown_.reset();
+  scope_.reset();
   is_forward_only_ = false;
   // It belonged to these rows; the next ones are shown whole.
   filter_ = std::int32_t{adFilterNone};
@@ -215,6 +218,8 @@ void Recordset::connection_closed() {
 }
 
 void Recordset::Requery() {
+  // The rows of a chapter come from the parent's query.
+  if (scope_) throw model_error(Model::feature_not_available);
   const Variant filter = filter_;
   Close();
   filter_ = filter.is_text() ? filter : Variant(std::int32_t{adFilterNone});
@@ -427,6 +432,7 @@ Variant Recordset::value_in_edit(std::size_t column) const {
   require_row();
   if (edit_mode_ != adEditNone && assigned_[column]) return pending_[column];
   if (edit_mode_ == adEditAdd) return {};
+  if (rows_->chapters(column) != nullptr) return Variant(opened_chapter(column));
   return rows_->value(row(), column);
 }
 
@@ -441,15 +447,31 @@ Ptr<Recordset> Recordset::Clone(std::int32_t LockType) const {
   require_open();
   require_all_rows(is_forward_only_);
   if (LockType != adLockUnspecified && LockType != adLockReadOnly) throw model_error(Model::invalid_argument);
-  auto clone = make<Recordset>();
-  clone->source_ = source_;
-  clone->connection_ = connection_;
-  clone->cursor_type_ = cursor_type_;
-  clone->cursor_location_ = cursor_location_;
-  clone->lock_type_ = LockType == adLockReadOnly ? LockType : lock_type_;
-  clone->options_ = options_;
+  auto clone = sibling();
+  if (LockType == adLockReadOnly) clone->lock_type_ = LockType;
+  clone->scope_ = scope_;
   clone->take_rows(rows_);
   return clone;
+}
+
+Ptr<Recordset> Recordset::sibling() const {
+  auto result = make<Recordset>();
+  result->source_ = source_;
+  result->connection_ = connection_;
+  result->cursor_type_ = cursor_type_;
+  result->cursor_location_ = cursor_location_;
+  result->lock_type_ = lock_type_;
+  result->options_ = options_;
+  return result;
+}
+
+Ptr<Recordset> Recordset::opened_chapter(std::size_t column) const {
+  const std::shared_ptr<Chapters>& chapters = rows_->chapters(column);
+  std::shared_ptr<RowSet> rows = connection_->report_failures([&] { return chapters->rows(*rows_, row()); });
+  auto result = sibling();
+  result->scope_ = Scope{chapters, row(), chapters->presets(*rows_, row())};
+  result->take_rows(std::move(rows));
+  return result;
 }
 
 namespace {

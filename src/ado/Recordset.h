@@ -110,7 +110,8 @@ class Recordset : public automation::Automation<Recordset> {
   }
   /// The current row's value; raises 3704, 3021 or -2147217885 (row deleted) when there is none.
   Variant value(std::size_t column) const {
-    if (edit_mode_ == adEditNone && on_row() && !rows_->is_deleted(row())) return rows_->value(row(), column);
+    const bool is_plain = edit_mode_ == adEditNone && !(rows_ != nullptr && rows_->has_chapters());
+    if (is_plain && on_row() && !rows_->is_deleted(row())) return rows_->value(row(), column);
     return value_in_edit(column);
   }
   Variant original_value(std::size_t column) const;
@@ -129,7 +130,19 @@ class Recordset : public automation::Automation<Recordset> {
   friend class Field;
   friend class ado::Fields;
   enum class Place { before_first, on_row, after_last };
+  // The parent's row that the rows belong to, when they are a chapter's.
+  struct Scope {
+    std::shared_ptr<Chapters> chapters;
+    std::size_t parent_row = 0;
+    std::vector<std::pair<std::size_t, Variant>> presets;  // of a row that is added
 
+    std::vector<std::size_t> members() const { return chapters->members(parent_row); }
+  };
+
+  // With the same settings, over rows that are to be taken.
+  Ptr<Recordset> sibling() const;
+  // The rows that belong to the current one: a recordset of its own each time.
+  Ptr<Recordset> opened_chapter(std::size_t column) const;
   Variant value_in_edit(std::size_t column) const;
   void require_open() const;
   void require_row() const;
@@ -176,6 +189,7 @@ class Recordset : public automation::Automation<Recordset> {
 
   std::shared_ptr<RowSet> rows_;  // null while closed; shared with clones
   std::optional<std::vector<std::size_t>> shown_;
+  std::optional<Scope> scope_;
   Variant filter_ = std::int32_t{0};  // a criteria text, or 0 for none
   std::string sort_;
   std::string index_;

@@ -70,16 +70,21 @@ void Recordset::choose_rows() {
   const std::vector<SortKey> keys = sort_keys();
   std::optional<std::vector<std::size_t>> chosen;
   const std::int32_t group = filter != nullptr ? adFilterNone : *filter_.get_if<std::int32_t>();
-  if (filter != nullptr || group != adFilterNone || !keys.empty()) {
+  if (filter != nullptr || group != adFilterNone || !keys.empty() || scope_) {
     load_all();
     const Criteria criteria =
         filter != nullptr ? parse_criteria(*filter, rows_->columns(), find) : Criteria{};
     chosen.emplace();
-    for (std::size_t i = 0; i < rows_->row_count(); ++i) {
-      if (hides(i)) continue;
+    const auto consider = [&](std::size_t i) {
+      if (hides(i)) return;
       const bool wanted =
           filter == nullptr || matches(criteria, [&](std::size_t column) { return rows_->value(i, column); });
       if (wanted && is_in_group(i, group)) chosen->push_back(i);
+    };
+    if (scope_) {
+      for (const std::size_t i : scope_->members()) consider(i);
+    } else {
+      for (std::size_t i = 0; i < rows_->row_count(); ++i) consider(i);
     }
   }
   if (!keys.empty()) sort_rows(*chosen, keys);

@@ -46,6 +46,15 @@ void Recordset::AddNew() {
   finish_edit();
   place_before_add_ = place_;
   assigned_.assign(rows_->columns().size(), false);
+  if (scope_) {
+    // It belongs to the parent's row by having its values.
+    for (const auto& [column, value] : scope_->presets) {
+      const Column& info = rows_->columns()[column];
+      if (info.base_column.empty()) continue;
+      assign_coerced(pending_[column], value, info, platform::locale());
+      assigned_[column] = true;
+    }
+  }
   edit_mode_ = adEditAdd;
 }
 
@@ -78,6 +87,7 @@ void Recordset::insert_pending() {
   }
   const std::size_t added = rows_->append(pending_, assigned_);
   if (is_batch()) rows_->stage_new(added, assigned_);
+  if (scope_) scope_->chapters->add(scope_->parent_row, added);
   if (shown_) shown_->push_back(added);  // shown until the rows are chosen anew, whatever the filter says
   go_to_row(added);
   edit_mode_ = adEditNone;
@@ -126,7 +136,10 @@ std::vector<std::size_t> Recordset::pending_rows(std::int32_t affect) const {
   }
   if (affect == adAffectCurrent && place_ != Place::on_row) throw model_error(Model::no_current_record);
   std::vector<std::size_t> result;
+  const std::vector<std::size_t> own = scope_ ? scope_->members() : std::vector<std::size_t>();
   for (const auto& [number, pending] : rows_->pending()) {
+    // Those of other chapters are theirs to send.
+    if (scope_ && std::find(own.begin(), own.end(), number) == own.end()) continue;
     const bool in_group = !shown_ || std::find(shown_->begin(), shown_->end(), number) != shown_->end();
     const bool wanted = affect == adAffectCurrent ? number == row() : affect == adAffectAll || in_group;
     if (wanted) result.push_back(number);

@@ -35,6 +35,7 @@ enum class DataType : std::int32_t {
   db_date = 133,
   db_time = 134,
   db_timestamp = 135,
+  chapter = 136,
   var_char = 200,
   long_var_char = 201,
   var_wchar = 202,
@@ -120,6 +121,7 @@ enum FieldAttribute : std::int32_t {
   adFldIsNullable = 0x20,
   adFldMayBeNull = 0x40,
   adFldLong = 0x80,
+  adFldIsChapter = 0x2000,
   adFldKeyColumn = 0x8000,
 };
 

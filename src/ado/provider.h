@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "ado/connection_string.h"
+#include "ado/cursor/chapters.h"
 #include "ado/cursor/column_store.h"
 #include "ado/enums.h"
 #include "common/variant.h"
@@ -48,6 +49,10 @@ class Rows {
   virtual void renew_time_limit() {}
   /// Nobody takes the rows: lets go of them and raises what the data source says behind them.
   virtual void finish() {}
+  /// Of rows that were put together from several results: by column, what is a chapter, null for any other.
+  /// Such rows are held in memory already and the origins of their columns are settled. Null for the rows of
+  /// a data source.
+  virtual const std::vector<std::shared_ptr<Chapters>>* chapters() const { return nullptr; }
 };
 
 /// How a host takes the rows: all of them before it goes on, or block by block at its own pace. Then no more
@@ -84,6 +89,10 @@ class Session {
   /// Rows that are read in blocks stay readable whatever the session does meanwhile, or say that they cannot
   /// be read; they never end early.
   virtual Outcome execute(const std::string& statement, std::int32_t timeout_seconds, Reading reading) = 0;
+  /// The same with values for the statement's "?" marks, read at once. The values have to be there until all
+  /// rows were fetched.
+  virtual Outcome execute_with(const std::string& statement, std::span<const Variant> parameters,
+                               std::int32_t timeout_seconds);
   /// How many seconds each write from here on may take; 0 for no limit.
   void limit_writes(std::int32_t seconds) { write_seconds_ = seconds; }
   /// The rows of the statement that runs next are to be changed: where it costs a question of its own, the

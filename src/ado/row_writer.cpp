@@ -8,6 +8,11 @@
 
 namespace quarno::ado {
 
+Outcome Session::execute_with(const std::string&, std::span<const Variant>, std::int32_t) {
+  throw provider_error(kErrorsInCommand, "This data source takes no parameters in a query.",
+                       "QuarnoFwk Cursor Engine");
+}
+
 void Session::together(const std::function<void()>& work) {
   begin();
   try {
@@ -59,7 +64,7 @@ RowCriteria criteria_for(const RowSet& rows, std::size_t row, const std::string&
     Variant original = rows.source_value(row, i);
     if (column.key && original.is_null()) result.is_alone = false;
     // Sources that take "a" and "A" for the same would let one be written over the other.
-    const bool by_case = result.has_key && !column.key && is_text(column.type);
+    const bool by_case = !column.key && is_text(column.type);
     result.criteria.push_back({column.base_column, original.is_null(), by_case});
     if (!original.is_null()) result.parameters.push_back(std::move(original));
   }

@@ -185,6 +185,12 @@ bool CData::SelectionFast(Ref<std::string> strSelect) {
   });
 }
 
+bool CData::SelectionShape(const std::string& ParentRs, const std::string& ChildRs,
+                           const std::string& Relation) {
+  worker_.take_shapes();
+  return Selection({}, {}, {}, "SHAPE {" + ParentRs + "}APPEND ({" + ChildRs + "}RELATE " + Relation + ")");
+}
+
 bool CData::Refresh() { return Selection(); }
 
 bool CData::AccessQuery(const std::string& strquery) {
@@ -255,6 +261,22 @@ bool CData::IsEof() {
   return guarded({"IsEof"}, [&] { return worker_.is_eof(); });
 }
 
+bool CData::MoveNextShape() {
+  return guarded({"MoveNextShape"}, [&] { return worker_.move_child_next(); });
+}
+bool CData::MovePrevShape() {
+  return guarded({"MovePrevShape"}, [&] { return worker_.move_child_previous(); });
+}
+void CData::MoveFirstShape() {
+  guarded({"MoveFirstShape"}, [&] { worker_.move_child_first(); });
+}
+void CData::MoveLastShape() {
+  guarded({"MoveLastShape"}, [&] { worker_.move_child_last(); });
+}
+bool CData::IsEofShape() {
+  return guarded({"IsEofShape"}, [&] { return worker_.is_child_eof(); });
+}
+
 bool CData::Find(const std::string& criterio, std::int32_t direzione) {
   return guarded({"Find"}, [&] { return worker_.find(criterio, direzione); });
 }
@@ -289,6 +311,13 @@ Variant CData::GetPoundPos(std::int16_t pos) {
 }
 Variant CData::GetValuePos(std::int16_t pos) {
   return guarded({"GetValue", kFieldMissing, kFieldSource}, [&] { return worker_.field_value(pos); });
+}
+
+Variant CData::GetPoundShape(const std::string& Campo) {
+  return guarded({"Get£", kFieldMissing, kFieldSource}, [&] { return worker_.child_value(Campo); });
+}
+Variant CData::GetValueShape(const std::string& Campo) {
+  return guarded({"GetValue", kFieldMissing, kFieldSource}, [&] { return worker_.child_value(Campo); });
 }
 
 std::string CData::GetFieldName(std::int16_t pos) {

@@ -84,6 +84,7 @@ class CData : public automation::Automation<CData> {
                  Ref<std::string> SelectOrder = {}, const std::string& ThisSelect = {},
                  Ref<std::string> SelectGroupBy = {});
   bool SelectionFast(Ref<std::string> strSelect = {});
+  bool SelectionShape(const std::string& ParentRs, const std::string& ChildRs, const std::string& Relation);
   bool Refresh();
   bool AccessQuery(const std::string& strquery);
   Variant CloseRs();
@@ -98,7 +99,12 @@ class CData : public automation::Automation<CData> {
   bool MovePrev();
   void MoveFirst();
   void MoveLast();
+  bool MoveNextShape();
+  bool MovePrevShape();
+  void MoveFirstShape();
+  void MoveLastShape();
   bool IsEof();
+  bool IsEofShape();
   bool Find(const std::string& criterio, std::int32_t direzione);
   bool SetIndex(const std::string& indice);
   bool SeekIndex(const Variant::Array& Valori, const std::string& indice = {});
@@ -108,6 +114,8 @@ class CData : public automation::Automation<CData> {
   Variant GetValue(const std::string& Campo);
   Variant GetPoundPos(std::int16_t pos);
   Variant GetValuePos(std::int16_t pos);
+  Variant GetPoundShape(const std::string& Campo);
+  Variant GetValueShape(const std::string& Campo);
   std::string GetFieldName(std::int16_t pos);
   std::string GetFieldsName();
   std::int32_t FieldsCount();

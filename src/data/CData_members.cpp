@@ -155,6 +155,11 @@ constexpr Member kMembers[] = {
         "SelectionFast", {param("strSelect", "")},
         "Opens a query as it stands; an empty one is composed from the public variables and "
         "written back. False when it fails."),
+    method<&CData::SelectionShape>(
+        "SelectionShape", {param("ParentRs"), param("ChildRs"), param("Relation")},
+        "Opens a hierarchy: the rows of the statement ParentRs, whose last field holds the rows of the "
+        "statement ChildRs that belong to each. Relation is \"column of the parent TO column of the child\", "
+        "several with commas between. False when it fails."),
     method<&CData::Refresh>("Refresh", "Runs Selection again with the stored parts. False when it fails."),
     method<&CData::AccessQuery>("AccessQuery", {param("strquery")},
                                 "Opens a query as it stands. False when it fails."),
@@ -176,6 +181,14 @@ constexpr Member kMembers[] = {
     method<&CData::MovePrev>("MovePrev", "One row back. False on the first row, which stays current."),
     method<&CData::MoveFirst>("MoveFirst", "To the first row."),
     method<&CData::MoveLast>("MoveLast", "To the last row."),
+    method<&CData::MoveNextShape>("MoveNextShape",
+                                  "As MoveNext, among the rows that belong to the hierarchy's current row."),
+    method<&CData::MovePrevShape>("MovePrevShape", "As MovePrev, among those rows."),
+    method<&CData::MoveFirstShape>("MoveFirstShape", "To the first of those rows."),
+    method<&CData::MoveLastShape>("MoveLastShape", "To the last of those rows."),
+    method<&CData::IsEofShape>("IsEofShape",
+                               "Whether MoveNextShape ran past the last of those rows, there are none, or no "
+                               "hierarchy is open."),
     method<&CData::IsEof>("IsEof",
                           "Whether MoveNext ran past the last row, the query has no rows, or none is open."),
 
@@ -200,6 +213,10 @@ constexpr Member kMembers[] = {
     method<&CData::GetPoundPos>("Get£Pos", {param("pos")}, "As Get£, the field told by its position from 0."),
     method<&CData::GetValuePos>("GetValuePos", {param("pos")},
                                 "As GetValue, the field told by its position from 0."),
+    method<&CData::GetPoundShape>("Get£Shape", {param("Campo")},
+                                  "As Get£, from the hierarchy's rows that belong to the current one."),
+    method<&CData::GetValueShape>("GetValueShape", {param("Campo")},
+                                  "As Get£Shape; a failure names GetValue."),
     method<&CData::GetFieldName>("GetFieldName", {param("pos")}, "Name of the field at a position from 0."),
     method<&CData::GetFieldsName>("GetFieldsName", "Names of all fields, joined with \",\"."),
     method<&CData::FieldsCount>("FieldsCount", "Number of fields."),

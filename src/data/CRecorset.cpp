@@ -2,6 +2,7 @@
 
 #include "ado/ado_error.h"
 #include "ado/field_conversion.h"
+#include "ado/shape/shape_session.h"
 #include "common/convert.h"
 #include "common/error.h"
 #include "common/text.h"
@@ -78,7 +79,23 @@ std::string CRecorset::composed_select(SelectParts parts) {
 
 void CRecorset::open_recordset(const std::string& statement) {
   ensure_open();
+  if (shaped_) connection_->extend_session(ado::shape::shaping_session);
   open_rows_of(statement, execute_options);
+  take_child();
+}
+
+void CRecorset::take_shapes() {
+  settings.provider = "MSDataShape";
+  shaped_ = true;
+}
+
+void CRecorset::take_child() {
+  child_ = nullptr;
+  child_past_end_ = false;
+  if (!shaped_ || !on_row() || recordset_->columns().back().type != ado::DataType::chapter) return;
+  const Variant value = recordset_->value(recordset_->columns().size() - 1);
+  const auto* const object = value.get_if<Variant::Object>();
+  if (object != nullptr) child_ = Ptr<ado::Recordset>(dynamic_cast<ado::Recordset*>(object->get()));
 }
 
 void CRecorset::open_procedure(const std::string& call) {
@@ -102,6 +119,8 @@ void CRecorset::open_rows_of(const std::string& statement, std::int32_t options)
 }
 
 void CRecorset::close_recordset() {
+  child_ = nullptr;
+  child_past_end_ = false;
   if (!is_recordset_open()) return;
   // Closing during an edit is refused; what was not saved is dropped.
   if (editing_ || recordset_->EditMode() != ado::adEditNone) recordset_->CancelUpdate();
@@ -114,24 +133,44 @@ ado::Recordset& CRecorset::open_rows() const {
   return *recordset_;
 }
 
-bool CRecorset::move_next() {
-  ado::Recordset& rows = open_rows();
-  past_end_ = false;
+bool CRecorset::step_on(ado::Recordset& rows, bool& past_end) {
+  past_end = false;
   if (rows.at_eof()) return false;
   try {
-    past_end_ = !rows.try_move_next();
+    past_end = !rows.try_move_next();
   } catch (const Error&) {
     // The rows broke off: a host that walks to the end must get there. An edit that could not be saved is
     // another matter.
-    past_end_ = rows.EditMode() == ado::adEditNone;
+    past_end = rows.EditMode() == ado::adEditNone;
     throw;
   }
-  return !past_end_;
+  return !past_end;
+}
+
+bool CRecorset::move_next() {
+  const bool moved = step_on(open_rows(), past_end_);
+  if (moved) take_child();
+  return moved;
 }
 
 bool CRecorset::move_previous() {
-  ado::Recordset& rows = open_rows();
-  past_end_ = false;
+  const bool moved = step_back(open_rows(), past_end_);
+  if (moved) take_child();
+  return moved;
+}
+
+void CRecorset::move_first() {
+  open_rows().MoveFirst();
+  take_child();
+}
+
+void CRecorset::move_last() {
+  open_rows().MoveLast();
+  take_child();
+}
+
+bool CRecorset::step_back(ado::Recordset& rows, bool& past_end) {
+  past_end = false;
   if (rows.at_bof()) return false;
   rows.MovePrevious();
   if (!rows.at_bof()) return true;
@@ -142,6 +181,7 @@ bool CRecorset::move_previous() {
 bool CRecorset::find(const std::string& criterion, std::int32_t direction) {
   ado::Recordset& rows = open_rows();
   rows.Find(criterion, 0, direction);
+  take_child();
   return !rows.at_bof() && !rows.at_eof();
 }
 
@@ -163,18 +203,33 @@ void CRecorset::replace_recordset(const Ptr<ado::Recordset>& recordset) {
   clone_ = nullptr;
   editing_ = false;
   past_end_ = false;
+  take_child();
+}
+
+ado::Recordset& CRecorset::child_rows() const {
+  if (!child_ || !child_->is_open()) throw ado::model_error(ado::Model::object_closed);
+  return *child_;
+}
+
+bool CRecorset::is_child_eof() const {
+  return !child_ || !child_->is_open() || child_past_end_ || child_->at_eof();
+}
+
+Variant CRecorset::child_value(std::string_view name) const {
+  if (child_ && child_->on_row()) return value_or_substitute(*child_, child_->column_index(text::trim(name)));
+  return {};
 }
 
 bool CRecorset::is_eof() const { return !is_recordset_open() || past_end_ || recordset_->at_eof(); }
 
 Variant CRecorset::field_value(std::string_view name) const {
-  if (on_row()) return value_or_substitute(recordset_->column_index(text::trim(name)));
+  if (on_row()) return value_or_substitute(*recordset_, recordset_->column_index(text::trim(name)));
   return {};
 }
 
-Variant CRecorset::value_or_substitute(std::size_t index) const {
-  Variant value = recordset_->value(index);
-  if (value.is_null()) value = null_substitute(recordset_->columns()[index].type, init_date);
+Variant CRecorset::value_or_substitute(const ado::Recordset& rows, std::size_t index) const {
+  Variant value = rows.value(index);
+  if (value.is_null()) value = null_substitute(rows.columns()[index].type, init_date);
   return value;
 }
 
@@ -199,7 +254,7 @@ bool CRecorset::holds(std::string_view name, const Variant& value) const {
   const std::size_t index = recordset_->column_index(text::trim(name));
   const ado::Column& info = recordset_->columns()[index];
   const bool is_computed = info.base_column.empty();
-  const Variant now = is_computed ? value_or_substitute(index) : recordset_->value(index);
+  const Variant now = is_computed ? value_or_substitute(*recordset_, index) : recordset_->value(index);
   const LocaleInfo& locale = platform::locale();
   const auto is_nothing = [](const Variant& each) {
     return each.is_empty() || each.is_null() || each == Variant("");

@@ -44,6 +44,9 @@ class CRecorset {
   /// needed.
   std::string composed_select(SelectParts parts);
   void open_recordset(const std::string& statement);
+  /// Queries from here on are hierarchies too: the connection is opened through the provider that serves
+  /// them, or serves them itself when it is open. The rows that belong to the current one are the child's.
+  void take_shapes();
   /// Opens a procedure's call, on the connection as it is; without rows the recordset stays closed.
   void open_procedure(const std::string& call);
   void close_recordset();
@@ -52,15 +55,26 @@ class CRecorset {
   // Each moves, or stays on the last (first) row and answers false.
   bool move_next();
   bool move_previous();
-  void move_first() { open_rows().MoveFirst(); }
-  void move_last() { open_rows().MoveLast(); }
+  void move_first();
+  void move_last();
+  // The same among the child's rows.
+  bool move_child_next() { return step_on(child_rows(), child_past_end_); }
+  bool move_child_previous() { return step_back(child_rows(), child_past_end_); }
+  void move_child_first() { child_rows().MoveFirst(); }
+  void move_child_last() { child_rows().MoveLast(); }
+  bool is_child_eof() const;
+  /// Empty when the child has no current row.
+  Variant child_value(std::string_view name) const;
   /// Searches from the current row on, itself included; false when it ends beyond the rows.
   bool find(const std::string& criterion, std::int32_t direction);
   /// False where the recordset has no indexes, which is an answer and no failure.
   bool set_index(const std::string& index);
   /// Whether a row has these values in the index columns.
   bool seek(const Variant::Array& values);
-  void requery() { open_rows().Requery(); }
+  void requery() {
+    open_rows().Requery();
+    take_child();
+  }
   void replace_recordset(const Ptr<ado::Recordset>& recordset);
   /// Of the last query opened: same rows, a current row of its own.
   const Ptr<ado::Recordset>& clone() const { return clone_; }
@@ -92,14 +106,21 @@ class CRecorset {
   void open_rows_of(const std::string& statement, std::int32_t options);
   void tell(const char* text) const;
   bool on_row() const { return recordset_ && recordset_->on_row(); }
-  Variant value_or_substitute(std::size_t index) const;
+  Variant value_or_substitute(const ado::Recordset& rows, std::size_t index) const;
+  static bool step_on(ado::Recordset& rows, bool& past_end);
+  static bool step_back(ado::Recordset& rows, bool& past_end);
+  void take_child();
+  ado::Recordset& child_rows() const;
 
   Ptr<CError> error_;
   Ptr<ado::Connection> connection_;
   Ptr<ado::Recordset> recordset_;
   Ptr<ado::Recordset> clone_;
-  bool editing_ = false;   // a row is being added or edited
-  bool past_end_ = false;  // MoveNext ran past the last row, or MovePrev past the first
+  Ptr<ado::Recordset> child_;    // of the current row of a hierarchy; null where the last field is no chapter
+  bool shaped_ = false;          // queries may be hierarchies
+  bool child_past_end_ = false;  // as past_end_
+  bool editing_ = false;         // a row is being added or edited
+  bool past_end_ = false;        // MoveNext ran past the last row, or MovePrev past the first
 };
 
 }  // namespace quarno::data

@@ -1,5 +1,6 @@
 #include "ado/ado_error.h"
 #include "ado/provider.h"
+#include "ado/shape/shape_session.h"
 #include "common/text.h"
 #include "platform/module_path.h"
 #include "providers/desktop/desktop_provider.h"
@@ -24,14 +25,18 @@ class Router : public ado::Provider {
   std::unique_ptr<ado::Session> open(const ConnectionString& text,
                                      std::int32_t timeout_seconds) const override {
     const Target target = reached(text);
-    if (target.shaped) refuse("Shaped recordsets are not served by this version.");
     if (target.reach == Reach::none) refuse(target.missing);
+    auto session = opened(target, timeout_seconds);
+    return target.shaped ? ado::shape::shaping_session(std::move(session)) : std::move(session);
+  }
+
+ private:
+  static std::unique_ptr<ado::Session> opened(const Target& target, std::int32_t timeout_seconds) {
     if (target.reach == Reach::desktop)
       return desktop::desktop_provider().open(target.words, timeout_seconds);
     return odbc::odbc_provider().open(target.words, timeout_seconds);
   }
 
- private:
   static Target reached(const ConnectionString& text) {
     const SiteSettings site = read_site_settings(platform::module_folder());
     const std::vector<std::string> drivers = registered_drivers();

@@ -53,10 +53,12 @@ std::string table_of(const std::vector<Column>& columns) {
 
 RowSet::RowSet(std::unique_ptr<Rows> source, std::string_view query)
     : source_(std::move(source)),
-      columns_(without_doubtful_origins(source_->columns(), query)),
+      columns_(source_->chapters() != nullptr ? source_->columns()
+                                              : without_doubtful_origins(source_->columns(), query)),
       names_(names_of(columns_)),
       base_table_(table_of(columns_)),
       store_(store_for(columns_)) {
+  if (const auto* const chapters = source_->chapters()) chapters_ = *chapters;
   has_origin_ = std::any_of(columns_.begin(), columns_.end(),
                             [](const Column& column) { return !column.base_table.empty(); });
   names_differ_ = !columns_.empty();

@@ -55,6 +55,13 @@ class RowSet {
   /// Whether a column comes from a table at all.
   bool has_origin() const { return has_origin_; }
   ColumnStore& store() { return store_; }
+  const ColumnStore& store() const { return store_; }
+  bool has_chapters() const { return !chapters_.empty(); }
+  /// What a column's values are when they are rows; else null.
+  const std::shared_ptr<Chapters>& chapters(std::size_t column) const {
+    static const std::shared_ptr<Chapters> none;
+    return chapters_.empty() ? none : chapters_[column];
+  }
 
   /// Deleted rows included.
   std::size_t row_count() const { return store_.row_count(); }
@@ -116,6 +123,7 @@ class RowSet {
   std::string base_table_;
   bool has_origin_ = false;
   ColumnStore store_;
+  std::vector<std::shared_ptr<Chapters>> chapters_;   // by column, null where it is none; empty without any
   std::optional<ColumnStore> next_store_;             // of a result that is walked in blocks; changes places
   std::unordered_map<std::size_t, Variant> changed_;  // by row * columns + column, over the store
   std::vector<bool> deleted_;                         // empty until a row is deleted

@@ -48,6 +48,8 @@ class OdbcSession : public ado::Session {
 
   ado::Outcome execute(const std::string& statement, std::int32_t timeout_seconds,
                        ado::Reading reading) override;
+  ado::Outcome execute_with(const std::string& statement, std::span<const Variant> parameters,
+                            std::int32_t timeout_seconds) override;
   void prepare_editing(const std::string& statement) override;
   std::int64_t write(const std::string& statement, std::span<const Variant> parameters,
                      std::int64_t most) override;
@@ -134,6 +136,27 @@ ado::Outcome OdbcSession::execute(const std::string& statement, std::int32_t tim
       if (call.empty() || error.sql_state != kWrongKindOfObject) throw;
       return execute_now(call, timeout_seconds, reading);
     }
+  });
+}
+
+ado::Outcome OdbcSession::execute_with(const std::string& text, std::span<const Variant> values,
+                                       std::int32_t timeout_seconds) {
+  return in_order([&] {
+    Statement statement(link_);
+    limit_time(statement, timeout_seconds);
+    const Clock clock(engine_, timeout_seconds);
+    const auto running = clock.running();
+    statement.check(SQLPrepare(statement.get(), odbc_text(text), SQL_NTS), text);
+    Parameters parameters(values, dbms_);
+    parameters.bind(statement);
+    statement.check(SQLExecute(statement.get()), text);
+    // What they point to does not outlive this call.
+    SQLFreeStmt(statement.get(), SQL_RESET_PARAMS);
+    SQLSMALLINT columns = 0;
+    statement.check(SQLNumResultCols(statement.get(), &columns), text);
+    ado::Outcome outcome;
+    if (columns > 0) outcome.rows = rows_of(std::move(statement), text, clock);
+    return outcome;
   });
 }
 
