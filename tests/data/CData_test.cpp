@@ -310,13 +310,23 @@ TEST_F(CDataTest, BoundControlsFollowTheRowAndAreSaved) {
   EXPECT_TRUE(text->shown.is_empty()) << "the others are loaded all the same";
 }
 
-TEST_F(CDataTest, ADatabaseFileHasNoProcedures) {
+TEST_F(CDataTest, ADatabaseFileKeepsProcedures) {
+  ASSERT_TRUE(data->ExecuteSQL("CREATE TABLE A (ID LONG, S TEXT(5)); INSERT INTO A VALUES (1, 'x')"));
   std::string text = "P";
   EXPECT_FALSE(data->ExecuteStoredProc(text, {"a", Variant(std::int32_t{2}), "c"}));
   EXPECT_FALSE(data->ExecuteStoredProc(text, {"a"}));
   EXPECT_EQ(text, "P( a,2 )");
-  EXPECT_EQ(data->Err_Description(), "This data source has no stored procedures.");
+  EXPECT_EQ(data->Err_Description(), "Could not find the procedure 'P'.");
   EXPECT_EQ(dialogs.boxes.at(0).substr(0, 20), "ExecuteStoredProc - ");
+  EXPECT_TRUE(data->ExecuteSQL("CREATE PROCEDURE P AS PARAMETERS a Long; SELECT ID, S FROM A WHERE ID >= a"));
+  EXPECT_TRUE(data->ExecuteSQL("CREATE PROCEDURE Q AS DELETE FROM A"));
+  EXPECT_TRUE(data->ExecuteStoredProc(text = "P", {Variant(std::int32_t{1}), "last"})) << data->Err_Description();
+  EXPECT_EQ(data->GetFieldsName(), "ID,S") << data->Err_Description();
+  EXPECT_TRUE(data->ExecuteStoredProc(text = "Q", {})) << data->Err_Description();
+  EXPECT_TRUE(data->AccessQuery("SELECT * FROM A") && data->IsEof());
+  EXPECT_FALSE(data->ExecuteSQL("CREATE PROCEDURE q AS DELETE FROM A")) << "there is one";
+  EXPECT_TRUE(data->ExecuteSQL("DROP PROCEDURE Q"));
+  EXPECT_FALSE(data->ExecuteStoredProc(text = "Q", {}));
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include "ado/Recordset.h"
 #include "ado/ado_error.h"
 #include "providers/desktop/declared_type.h"
+#include "common/convert.h"
 #include "support/outcome.h"
 #include "support/temp_folder.h"
 
@@ -38,7 +39,7 @@ class DesktopTest : public ::testing::Test {
     return test::error_of([&] { return work(), 0; });
   }
   std::int32_t number(const std::string& statement) {
-    return *opened(statement)->value(0).get_if<std::int32_t>();
+    return to_int32(opened(statement)->value(0), LocaleInfo{});
   }
 
   test::TempFolder folder;
@@ -112,7 +113,7 @@ TEST_F(DesktopTest, FilesAreToldByTheirContent) {
   // clang-format off
   const struct { std::string path; const char* expected; } rows[] = {
       {folder.put("text.db", "just text"), "Unrecognized database format"},
-      {folder.put("access.mdb", header + std::string(4096, '\0')), "is an Access file"},
+      {folder.put("access.mdb", header + std::string(12, '\0')), "Unrecognized database format"},
       {folder.put("damaged.db", std::string("SQLite format 3\0", 16) + std::string(4096, 'x')), ""},
       {folder / "none.db", "Could not open"},
   };

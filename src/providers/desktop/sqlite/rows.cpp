@@ -51,7 +51,8 @@ std::string_view text_of(sqlite3_stmt* statement, int index) {
 }  // namespace
 
 SqliteRows::SqliteRows(sqlite3* database, Statement statement, std::string text, providers::TimeLimit limit,
-                       int timeout_seconds, const KeyWidth& key_width, bool with_origins)
+                       int timeout_seconds, const KeyWidth& key_width, const ResultTypes& types,
+                       bool with_origins)
     : database_(database),
       statement_(std::move(statement)),
       text_(std::move(text)),
@@ -59,8 +60,18 @@ SqliteRows::SqliteRows(sqlite3* database, Statement statement, std::string text,
       timeout_seconds_(timeout_seconds) {
   const providers::Deadline deadline(database_, limit_);
   on_row_ = step();
-  for (int i = 0; i < sqlite3_column_count(statement_.get()); ++i)
-    columns_.push_back(describe(i, with_origins));
+  const int count = sqlite3_column_count(statement_.get());
+  // Most queries compute nothing, and need not be looked at for it.
+  bool computes = false;
+  for (int i = 0; i < count; ++i)
+    computes = computes || sqlite3_column_decltype(statement_.get(), i) == nullptr;
+  std::vector<std::string> computed = computes && types ? types() : std::vector<std::string>();
+  // They count only when they are about these very columns.
+  computed.resize(computed.size() == static_cast<std::size_t>(count) ? computed.size() : 0);
+  computed.resize(static_cast<std::size_t>(count));
+  for (int i = 0; i < count; ++i) {
+    columns_.push_back(describe(i, computed[static_cast<std::size_t>(i)], with_origins));
+  }
   drop_partial_keys(key_width);
 }
 
@@ -71,11 +82,12 @@ bool SqliteRows::step() {
   return false;
 }
 
-ado::Column SqliteRows::describe(int index, bool with_origin) const {
+ado::Column SqliteRows::describe(int index, const std::string& type, bool with_origin) const {
   sqlite3_stmt* const statement = statement_.get();
   const char* const declaration = sqlite3_column_decltype(statement, index);
-  const DeclaredType declared =
-      declaration != nullptr ? declared_type(declaration) : type_of_value(statement, index);
+  const DeclaredType declared = declaration != nullptr ? declared_type(declaration)
+                                : !type.empty()        ? declared_type(type)
+                                                       : type_of_value(statement, index);
   ado::Column column;
   column.name = text_or_empty(sqlite3_column_name(statement, index));
   column.type = declared.type;

@@ -12,20 +12,22 @@ namespace quarno::desktop::sqlite {
 
 /// How many columns the primary key of a table has.
 using KeyWidth = std::function<int(const std::string& table)>;
+/// Declared types of what the query computes, one for each column; empty where nothing is known.
+using ResultTypes = std::function<std::vector<std::string>()>;
 
 class SqliteRows : public ado::Rows {
  public:
   /// `statement` has columns and was not stepped yet; the first row is read here. The limit
   /// holds for all fetches. Without origins no column counts as a table's.
   SqliteRows(sqlite3* database, Statement statement, std::string text, providers::TimeLimit limit,
-             int timeout_seconds, const KeyWidth& key_width, bool with_origins);
+             int timeout_seconds, const KeyWidth& key_width, const ResultTypes& types, bool with_origins);
 
   const std::vector<ado::Column>& columns() const override { return columns_; }
   std::size_t fetch(ado::ColumnStore& store, std::size_t limit) override;
   void renew_time_limit() override { limit_ = providers::time_limit(timeout_seconds_); }
 
  private:
-  ado::Column describe(int index, bool with_origin) const;
+  ado::Column describe(int index, const std::string& type, bool with_origin) const;
   // Keys count only when the result has all columns of a table's key.
   void drop_partial_keys(const KeyWidth& key_width);
   bool step();

@@ -1,17 +1,15 @@
 #include "providers/desktop/sqlite/session.h"
 
-#include <unordered_map>
 #include <utility>
 
 #include "ado/ado_error.h"
-#include "ado/write_statement.h"
 #include "common/text.h"
+#include "providers/desktop/access_source.h"
 #include "providers/desktop/desktop_provider.h"
+#include "providers/desktop/functions/functions.h"
 #include "providers/desktop/sqlite/bind_exact.h"
-#include "providers/desktop/sqlite/rows.h"
 #include "providers/desktop/sqlite/sqlite_error.h"
-#include "providers/desktop/sqlite/statement.h"
-#include "providers/sqlite_origins.h"
+#include "providers/desktop/sqlite/sqlite_session.h"
 
 namespace quarno::desktop::sqlite {
 namespace {
@@ -19,8 +17,14 @@ namespace {
 constexpr int kMostLevels = 5;
 constexpr std::size_t kMostPrepared = 64;
 
-std::string text_of(sqlite3_stmt* statement, int index) {
-  return reinterpret_cast<const char*>(sqlite3_column_text(statement, index));
+Database opened(const std::string& native_path) {
+  sqlite3* raw = nullptr;
+  // One thread uses a session, so the engine's own locks are left out.
+  const int result =
+      sqlite3_open_v2(native_path.c_str(), &raw, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
+  Database database(raw);
+  if (result != SQLITE_OK) throw engine_error(raw, {});
+  return database;
 }
 
 struct Bind {
@@ -52,124 +56,64 @@ struct Bind {
   int operator()(Int v) const { return sqlite3_bind_int64(statement, index, std::int64_t{v}); }
 };
 
-class SqliteSession : public ado::Session {
- public:
-  explicit SqliteSession(Database database) : database_(std::move(database)) {}
+}  // namespace
 
-  ado::Outcome execute(const std::string& statement, std::int32_t timeout_seconds,
-                       ado::Reading reading) override;
-  std::int64_t write(const std::string& statement, std::span<const Variant> parameters,
-                     std::int64_t most) override;
-  bool write_rows(const std::string& statement, std::span<const std::vector<Variant>> rows) override;
-  void prepare_editing(const std::string& statement) override { to_be_edited_ = statement; }
-  void together(const std::function<void()>& work) override;
-  Variant last_identity(const std::string& /*table*/, const std::string& /*column*/) override {
-    return last_row_id() != 0 ? Variant(last_row_id()) : Variant::null();
-  }
-  void begin() override;
-  void commit() override;
-  void rollback() override;
-  int transaction_level() const override { return level_; }
-  bool is_alive() override { return true; }
-  const ado::Dialect& dialect() const override { return dialect_; }
-  bool has_indexes() const override { return true; }
-  std::optional<std::vector<ado::IndexColumn>> index_columns(const std::string& table,
-                                                             const std::string& index) override;
+SqliteSession::SqliteSession(Database database, std::unique_ptr<TableSource> source)
+    : source_(std::move(source)),
+      database_(std::move(database)),
+      schema_(
+          database_.get(), [this](std::string_view name) { return saved_query(name); },
+          [this](const std::string& select) { return pairs_of(select); }) {
+  // Texts compare without their letter case, but a change of it is a change.
+  dialect_.same_text = " = ? COLLATE BINARY";
+  // Columns of text disregard letter case.
+  dialect_.same_text = " = ? COLLATE BINARY";
+  dialect_.call_open = "EXECUTE ";
+  dialect_.call_close = "";
+  sqlite3_extended_result_codes(database_.get(), 1);
+  sqlite3_busy_timeout(database_.get(), providers::kLockPatienceMs);
+  register_functions(database_.get());
+  run("PRAGMA foreign_keys = ON");
+  // The engine opens lazily: this reads the file, so that a damaged one is reported now.
+  run("SELECT count(*) FROM sqlite_schema");
+  if (is_read_only()) run("PRAGMA query_only = ON");
+}
 
-  void run(const std::string& statement);
+Error SqliteSession::failure(std::string_view statement) const {
+  Error error = engine_error(database_.get(), statement);
+  if (is_read_only() && error.number == ado::kReadOnly) error.description += kReadOnlyHint;
+  return error;
+}
 
- private:
-  std::int64_t last_row_id() const { return sqlite3_last_insert_rowid(database_.get()); }
-  // Answers from the session, because the engine has no such variable; no row as long as nothing was
-  // inserted.
-  std::string identity_query();
-  Statement prepare(std::string_view statement, const char** rest = nullptr);
-  sqlite3_stmt* prepared(const std::string& statement);
-  std::int64_t write_once(const std::string& statement, std::span<const Variant> parameters);
-  int key_width(const std::string& table);
-  void end_level(const std::string& outermost, const std::string& inner);
-  // The engine gives a whole transaction up after some errors (a timeout while writing, a full disk), and a
-  // statement can end it. What the host believes to be inside it must then not be stored on its own.
-  bool transaction_is_lost() const { return level_ > 0 && sqlite3_get_autocommit(database_.get()) != 0; }
-  void refuse_when_lost() const;
-
-  Database database_;
-  std::unordered_map<std::string, Statement>
-      prepared_;  // released before the database, being declared after it
-  const std::pair<const std::string, Statement>* last_prepared_ = nullptr;  // one of them
-  std::unordered_map<std::string, int> key_widths_;
-  ado::Dialect dialect_;
-  std::string to_be_edited_;  // the statement that runs next
-  int level_ = 0;
-};
-
-Statement SqliteSession::prepare(std::string_view statement, const char** rest) {
+Statement SqliteSession::prepare(std::string_view statement) const {
   sqlite3_stmt* raw = nullptr;
-  const int result =
-      sqlite3_prepare_v2(database_.get(), statement.data(), static_cast<int>(statement.size()), &raw, rest);
+  const int result = sqlite3_prepare_v2(database_.get(), statement.data(), static_cast<int>(statement.size()),
+                                        &raw, nullptr);
   Statement owner(raw);
-  if (result != SQLITE_OK) throw engine_error(database_.get(), statement);
+  if (result != SQLITE_OK) throw failure(statement);
   return owner;
 }
 
-void SqliteSession::run(const std::string& statement) {
+void SqliteSession::run(const std::string& statement) const {
   const Statement prepared_statement = prepare(statement);
   const int result = sqlite3_step(prepared_statement.get());
-  if (result != SQLITE_DONE && result != SQLITE_ROW) throw engine_error(database_.get(), statement);
+  if (result != SQLITE_DONE && result != SQLITE_ROW) throw failure(statement);
 }
 
-std::string SqliteSession::identity_query() {
+std::string SqliteSession::identity_query() const {
   const std::int64_t number = last_row_id();
   return "SELECT " + std::to_string(number) + " AS \"@@Identity\" WHERE " + (number != 0 ? "1" : "0");
 }
 
-// Rows are stepped as they are taken, however the host reads.
-ado::Outcome SqliteSession::execute(const std::string& text, std::int32_t timeout_seconds, ado::Reading) {
-  if (text.find('\0') != std::string::npos) {
-    throw ado::provider_error(ado::kErrorsInCommand, "The statement holds a NUL character.", kSourceName);
+std::vector<std::pair<std::string, std::string>> SqliteSession::pairs_of(const std::string& select) const {
+  const Statement query = prepare(select);
+  std::vector<std::pair<std::string, std::string>> pairs;
+  int result = SQLITE_ROW;
+  while ((result = sqlite3_step(query.get())) == SQLITE_ROW) {
+    pairs.emplace_back(column_text(query.get(), 0), column_text(query.get(), 1));
   }
-  if (ado::is_call(text)) {
-    throw ado::provider_error(ado::kErrorsInCommand, "This data source has no stored procedures.",
-                              kSourceName);
-  }
-  refuse_when_lost();
-  const providers::TimeLimit limit = providers::time_limit(timeout_seconds);
-  sqlite3_busy_timeout(database_.get(), providers::lock_patience_ms(timeout_seconds));
-  // Several statements run one after the other; what the last one gives is the outcome.
-  ado::Outcome outcome;
-  const std::string own_text =
-      text::equal_fold(text::trim(text), "SELECT @@Identity") ? identity_query() : text;
-  std::string_view rest = own_text;
-  bool any = false;
-  const bool is_mixed =
-      std::exchange(to_be_edited_, {}) == text && providers::mixes_rows(database_.get(), text);
-  while (!rest.empty()) {
-    const char* tail = nullptr;
-    Statement statement = prepare(rest, &tail);
-    const std::string_view own = rest.substr(0, static_cast<std::size_t>(tail - rest.data()));
-    rest.remove_prefix(own.size());
-    if (statement == nullptr) continue;  // only blanks or a comment
-    any = true;
-    outcome = {};
-    if (sqlite3_stmt_readonly(statement.get()) == 0) key_widths_.clear();
-    if (sqlite3_column_count(statement.get()) > 0) {
-      outcome.rows = std::make_unique<SqliteRows>(
-          database_.get(), std::move(statement), std::string(own), limit, timeout_seconds,
-          [this](const std::string& table) { return key_width(table); }, !is_mixed);
-      continue;
-    }
-    const providers::Deadline deadline(database_.get(), limit);
-    const std::int64_t before = sqlite3_total_changes64(database_.get());
-    const bool changes = sqlite3_stmt_readonly(statement.get()) == 0;
-    if (sqlite3_step(statement.get()) != SQLITE_DONE) throw engine_error(database_.get(), own);
-    const bool counted = changes && sqlite3_total_changes64(database_.get()) != before;
-    outcome.affected = counted ? sqlite3_changes64(database_.get()) : 0;
-  }
-  if (!any) {
-    throw ado::provider_error(ado::kNoCommandText, "Command text was not set for the command object.",
-                              kSourceName);
-  }
-  return outcome;
+  if (result != SQLITE_DONE) throw failure(select);
+  return pairs;
 }
 
 sqlite3_stmt* SqliteSession::prepared(const std::string& statement) {
@@ -185,6 +129,15 @@ sqlite3_stmt* SqliteSession::prepared(const std::string& statement) {
   return last_prepared_->second.get();
 }
 
+void SqliteSession::bind(sqlite3_stmt* handle, std::span<const Variant> values,
+                         std::string_view statement) const {
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    const int result = std::visit(Bind{handle, static_cast<int>(i) + 1}, values[i].storage());
+    if (result == SQLITE_MISMATCH) throw ado::multiple_step_error();
+    if (result != SQLITE_OK) throw failure(statement);
+  }
+}
+
 std::int64_t SqliteSession::write_once(const std::string& statement, std::span<const Variant> parameters) {
   refuse_when_lost();
   sqlite3_busy_timeout(database_.get(), providers::lock_patience_ms(write_seconds_));
@@ -192,13 +145,9 @@ std::int64_t SqliteSession::write_once(const std::string& statement, std::span<c
   sqlite3_stmt* const handle = prepared(statement);
   // Reset first and last: an error of an earlier step is reported again by the reset after it.
   sqlite3_reset(handle);
-  for (std::size_t i = 0; i < parameters.size(); ++i) {
-    const int result = std::visit(Bind{handle, static_cast<int>(i) + 1}, parameters[i].storage());
-    if (result == SQLITE_MISMATCH) throw ado::multiple_step_error();
-    if (result != SQLITE_OK) throw engine_error(database_.get(), statement);
-  }
+  bind(handle, parameters, statement);
   if (sqlite3_step(handle) != SQLITE_DONE) {
-    const Error error = engine_error(database_.get(), statement);
+    const Error error = failure(statement);
     sqlite3_reset(handle);
     throw error;
   }
@@ -258,7 +207,7 @@ int SqliteSession::key_width(const std::string& table) {
   if (known != key_widths_.end()) return known->second;
   const Statement query = prepare("SELECT count(*) FROM pragma_table_info(?) WHERE pk > 0");
   sqlite3_bind_text64(query.get(), 1, table.data(), table.size(), SQLITE_STATIC, SQLITE_UTF8);
-  if (sqlite3_step(query.get()) != SQLITE_ROW) throw engine_error(database_.get(), table);
+  if (sqlite3_step(query.get()) != SQLITE_ROW) throw failure(table);
   return key_widths_[table] = sqlite3_column_int(query.get(), 0);
 }
 
@@ -268,8 +217,10 @@ std::optional<std::vector<ado::IndexColumn>> SqliteSession::index_columns(const 
   constexpr const char* kKeyColumns = "SELECT name, 0 FROM pragma_table_info(?1) WHERE pk > 0 ORDER BY pk";
   constexpr const char* kIndexColumns =
       "SELECT x.name, x.desc FROM pragma_index_list(?1) l, pragma_index_xinfo(l.name) x "
-      "WHERE l.name = ?2 COLLATE NOCASE AND x.key = 1 ORDER BY x.seqno";
-  const bool is_key = text::equal_fold(index, "PrimaryKey");
+      "WHERE l.name COLLATE NOCASE IN (?2, ?1 || '.' || ?2) AND x.key = 1 ORDER BY x.seqno";
+  schema_.forget();
+  bring(table, {}, 0);
+  const bool is_key = text::equal_fold(index, "PrimaryKey") && key_width(table) > 0;
   const Statement query = prepare(is_key ? kKeyColumns : kIndexColumns);
   sqlite3_bind_text64(query.get(), 1, table.data(), table.size(), SQLITE_STATIC, SQLITE_UTF8);
   if (!is_key) sqlite3_bind_text64(query.get(), 2, index.data(), index.size(), SQLITE_STATIC, SQLITE_UTF8);
@@ -278,9 +229,9 @@ std::optional<std::vector<ado::IndexColumn>> SqliteSession::index_columns(const 
   while ((result = sqlite3_step(query.get())) == SQLITE_ROW) {
     // An index over an expression orders by no column.
     if (sqlite3_column_type(query.get(), 0) == SQLITE_NULL) return std::nullopt;
-    columns.push_back({text_of(query.get(), 0), sqlite3_column_int(query.get(), 1) != 0});
+    columns.push_back({column_text(query.get(), 0), sqlite3_column_int(query.get(), 1) != 0});
   }
-  if (result != SQLITE_DONE) throw engine_error(database_.get(), table);
+  if (result != SQLITE_DONE) throw failure(table);
   if (columns.empty()) return std::nullopt;
   return columns;
 }
@@ -302,7 +253,7 @@ void SqliteSession::begin() {
   }
   // The write lock is taken here, where waiting for another writer is possible: the engine gives up at once
   // when a read lock is to become a write lock in the middle of a transaction. Readers go on reading.
-  const bool can_write = sqlite3_db_readonly(database_.get(), "main") == 0;
+  const bool can_write = !is_read_only() && sqlite3_db_readonly(database_.get(), "main") == 0;
   const std::string outermost = can_write ? "BEGIN IMMEDIATE" : "BEGIN";
   sqlite3_busy_timeout(database_.get(), providers::kLockPatienceMs);
   run(level_ == 0 ? outermost : "SAVEPOINT quarnofwk_" + std::to_string(level_));
@@ -335,22 +286,14 @@ void SqliteSession::end_level(const std::string& outermost, const std::string& i
   --level_;
 }
 
-}  // namespace
-
 std::unique_ptr<ado::Session> open_session(const std::string& native_path) {
-  sqlite3* raw = nullptr;
-  // One thread uses a session, so the engine's own locks are left out.
-  const int result =
-      sqlite3_open_v2(native_path.c_str(), &raw, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
-  Database database(raw);
-  if (result != SQLITE_OK) throw engine_error(raw, {});
-  sqlite3_extended_result_codes(raw, 1);
-  sqlite3_busy_timeout(raw, providers::kLockPatienceMs);
-  auto session = std::make_unique<SqliteSession>(std::move(database));
-  session->run("PRAGMA foreign_keys = ON");
-  // The engine opens lazily: this reads the file, so that a damaged one is reported now.
-  session->run("SELECT count(*) FROM sqlite_schema");
-  return session;
+  return std::make_unique<SqliteSession>(opened(native_path), nullptr);
+}
+
+std::unique_ptr<ado::Session> open_session(std::unique_ptr<TableSource> source) {
+  // Without a name: a database of this connection's own, which goes to disk when memory gets short.
+  Database database = opened("");
+  return std::make_unique<SqliteSession>(std::move(database), std::move(source));
 }
 
 }  // namespace quarno::desktop::sqlite

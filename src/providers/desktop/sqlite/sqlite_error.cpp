@@ -38,8 +38,12 @@ Meaning meaning_of(int extended, std::string_view message) {
     case SQLITE_CORRUPT: return {ado::kUnspecified, "HY000", "The database file is damaged."};
     case SQLITE_FULL: return {ado::kUnspecified, "53100", "There is not enough space on disk."};
     case SQLITE_MISMATCH: return {ado::kTypeMismatchInCriteria, "22018", nullptr};
+    case SQLITE_TOOBIG: return {ado::kMultipleStep, "22001", nullptr};
     default: break;
   }
+  if (message == run_time_text(RunTime::type_mismatch))
+    return {ado::kTypeMismatchInCriteria, "22018", nullptr};
+  if (message == run_time_text(RunTime::overflow)) return {ado::kErrorsInCommand, "22003", nullptr};
   if (message.starts_with("no such table")) return {ado::kTableNotFound, "42S02", nullptr};
   if (message.starts_with("no such column")) return {ado::kParameterMissing, "42S22", nullptr};
   const bool in_statement = (extended & 0xFF) == SQLITE_ERROR;
@@ -53,8 +57,10 @@ Error engine_error(sqlite3* database, std::string_view statement) {
   const int extended = sqlite3_extended_errcode(database);
   const std::string message = sqlite3_errmsg(database);
   const Meaning meaning = meaning_of(extended, message);
-  Error error =
-      ado::provider_error(meaning.number, meaning.text != nullptr ? meaning.text : message, kSourceName);
+  // A table from elsewhere says more than the engine does by itself.
+  const bool is_own_text = message == sqlite3_errstr(extended & 0xFF);
+  Error error = ado::provider_error(
+      meaning.number, meaning.text != nullptr && is_own_text ? meaning.text : message, kSourceName);
   error.sql_state = meaning.sql_state;
   error.native_number = extended;
   error.statement = statement;

@@ -1,0 +1,294 @@
+#include "providers/desktop/access/loader.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "ado/ado_error.h"
+#include "common/error.h"
+#include "providers/desktop/desktop_provider.h"
+#include "providers/desktop/sqlite/bind_exact.h"
+#include "providers/desktop/sqlite/sqlite_error.h"
+#include "providers/desktop/sqlite/statement.h"
+
+namespace quarno::desktop::access {
+namespace {
+
+constexpr std::uint64_t kRowsBetweenQuestions = 2000;
+constexpr std::uint64_t kBytesBetweenQuestions = 8 << 20;
+
+/// The data contradict what the table says of itself.
+struct Contradiction {};
+
+std::string quoted(std::string_view name) {
+  std::string result = "\"";
+  for (const char c : name) result.append(c == '"' ? 2 : 1, c);
+  return result + '"';
+}
+
+bool is_text(ColumnType type) {
+  return type == ColumnType::text || type == ColumnType::memo || type == ColumnType::guid;
+}
+
+// As the engine sees it, which has null in the place of a number that is none.
+bool is_null(const Cell& cell) {
+  return cell.kind == Cell::Kind::null || (cell.kind == Cell::Kind::real && std::isnan(cell.real));
+}
+
+// The columns of the table's own key: the autonumber where there is one, else the primary key.
+struct Key {
+  std::optional<std::size_t> autonumber;
+  const Index* primary = nullptr;  // what the key is made from, if anything
+};
+
+Key key_of(const TableDesign& design) {
+  Key key;
+  for (std::size_t i = 0; i < design.columns.size(); ++i) {
+    const Column& column = design.columns[i];
+    if (column.is_autonumber && column.type == ColumnType::long_integer) key.autonumber = i;
+  }
+  for (const Index& index : design.indexes) {
+    const bool fits =
+        !key.autonumber || (index.columns.size() == 1 && index.columns[0].column == *key.autonumber);
+    if (index.is_primary && fits) key.primary = &index;
+  }
+  return key;
+}
+
+class Loader {
+ public:
+  Loader(sqlite3* engine, Database& database, const Table& table, const GoOn& go_on, const LoadAs& as)
+      : engine_(engine),
+        database_(database),
+        table_(table),
+        design_(database.design(table)),
+        key_(key_of(design_)),
+        go_on_(go_on),
+        as_(as),
+        never_null_(design_.columns.size()) {
+    for (std::size_t i = 0; i < never_null_.size(); ++i) never_null_[i] = design_.columns[i].is_required;
+    for (const Index& index : design_.indexes) {
+      for (const IndexColumn& column : index.columns) {
+        if (index.is_required || index.is_primary) never_null_[column.column] = true;
+      }
+    }
+    if (key_.autonumber) never_null_[*key_.autonumber] = true;
+  }
+
+  Loaded bring() {
+    run("SAVEPOINT quarnofwk_load");
+    try {
+      // Every contradiction takes a claim away, so there is an end.
+      while (!fill()) run("ROLLBACK TO quarnofwk_load");
+      run("RELEASE quarnofwk_load");
+    } catch (...) {
+      quietly([&] {
+        run("ROLLBACK TO quarnofwk_load");
+        run("RELEASE quarnofwk_load");
+      });
+      throw;
+    }
+    return loaded_;
+  }
+
+ private:
+  // False when the data contradict what the table says of itself; it says less then.
+  bool fill() {
+    loaded_.not_unique.clear();
+    run(create_statement());
+    try {
+      copy_rows();
+    } catch (const Contradiction&) {
+      return false;
+    }
+    for (const Index& index : design_.indexes) {
+      if (loaded_.key_is_lost || &index != key_.primary) make_index(index);
+    }
+    return true;
+  }
+
+  std::string create_statement() const {
+    std::string result = "CREATE TABLE " + quoted(table_.name) + " (";
+    for (std::size_t i = 0; i < design_.columns.size(); ++i) {
+      const Column& column = design_.columns[i];
+      if (i > 0) result += ", ";
+      result += quoted(column.name) + " " + declaration(column, database_.jet3());
+      if (is_text(column.type)) result += " COLLATE " + as_.collation;
+      if (!loaded_.key_is_lost && key_.autonumber == i) {
+        result += " PRIMARY KEY AUTOINCREMENT";
+      } else if (never_null_[i]) {
+        result += " NOT NULL";
+      }
+      if (!as_.column_clauses.empty()) result += as_.column_clauses[i];
+    }
+    if (!loaded_.key_is_lost && !key_.autonumber && key_.primary != nullptr) {
+      result += ", PRIMARY KEY (" + column_list(*key_.primary) + ")";
+    }
+    return result + ")";
+  }
+
+  std::string column_list(const Index& index) const {
+    std::string result;
+    for (const IndexColumn& column : index.columns) {
+      if (!result.empty()) result += ", ";
+      result += quoted(design_.columns[column.column].name) + (column.descending ? " DESC" : "");
+    }
+    return result;
+  }
+
+  bool is_key(std::size_t i) const {
+    if (key_.autonumber) return key_.autonumber == i;
+    const auto own = [&](const IndexColumn& column) { return column.column == i; };
+    return key_.primary != nullptr &&
+           std::any_of(key_.primary->columns.begin(), key_.primary->columns.end(), own);
+  }
+
+  void copy_rows() {
+    const std::string parameters = text_of_parameters(design_.columns.size());
+    const sqlite::Statement insert =
+        prepare("INSERT INTO " + quoted(table_.name) + " VALUES (" + parameters + ")");
+    TableRows rows = database_.rows(table_);
+    std::uint64_t count = 0;
+    std::uint64_t bytes = 0;
+    std::vector<bool> has_null(design_.columns.size());
+    bool is_contradicted = false;
+    while (rows.next()) {
+      for (std::size_t i = 0; i < design_.columns.size(); ++i) {
+        const Cell cell = rows.cell(i);
+        bytes += cell.text.size();
+        // The engine takes nulls in keys, or puts numbers of its own in their place.
+        if (never_null_[i] && is_null(cell)) has_null[i] = is_contradicted = true;
+        if (bind(insert.get(), static_cast<int>(i) + 1, cell) != SQLITE_OK) throw failure();
+      }
+      // The rest is read all the same, so that all such columns are known.
+      if (!is_contradicted) step(insert.get());
+      ++count;
+      if (count % kRowsBetweenQuestions == 0 || bytes > kBytesBetweenQuestions) {
+        ask(count);
+        bytes = 0;
+      }
+    }
+    ask(count);
+    if (rows.damage().any() && !database_.options().skip_damage) throw damaged(rows.damage());
+    loaded_.rows = count;
+    loaded_.damage = rows.damage();
+    if (!is_contradicted) return;
+    for (std::size_t i = 0; i < has_null.size(); ++i) {
+      if (!has_null[i]) continue;
+      never_null_[i] = false;
+      loaded_.nullable.push_back(design_.columns[i].name);
+      if (is_key(i)) loaded_.key_is_lost = true;
+    }
+    throw Contradiction();
+  }
+
+  static std::string text_of_parameters(std::size_t count) {
+    std::string result = "?";
+    for (std::size_t i = 1; i < count; ++i) result += ",?";
+    return result;
+  }
+
+  static int bind(sqlite3_stmt* statement, int index, const Cell& cell) {
+    // Whole numbers of fewer digits than a double has; the division rounds once, so it is the nearest double.
+    constexpr std::int64_t kFewDigits = 1'000'000'000'000'000;
+    switch (cell.kind) {
+      case Cell::Kind::null: return sqlite3_bind_null(statement, index);
+      case Cell::Kind::whole: return sqlite3_bind_int64(statement, index, cell.whole);
+      case Cell::Kind::real: return sqlite3_bind_double(statement, index, cell.real);
+      case Cell::Kind::currency:
+        if (cell.whole > -kFewDigits && cell.whole < kFewDigits) {
+          return sqlite3_bind_double(statement, index, static_cast<double>(cell.whole) / 10000.0);
+        }
+        return sqlite::bind_exact(statement, index, Currency{cell.whole}.to_decimal());
+      case Cell::Kind::decimal: return sqlite::bind_exact(statement, index, cell.decimal);
+      // The row's texts stay until the next row, so nothing is copied; a null pointer would bind null.
+      case Cell::Kind::text:
+        return sqlite3_bind_text64(statement, index, cell.text.empty() ? "" : cell.text.data(),
+                                   cell.text.size(), SQLITE_STATIC, SQLITE_UTF8);
+      case Cell::Kind::bytes:
+        if (cell.text.empty()) return sqlite3_bind_zeroblob(statement, index, 0);
+        return sqlite3_bind_blob64(statement, index, cell.text.data(), cell.text.size(), SQLITE_STATIC);
+    }
+    return SQLITE_MISUSE;
+  }
+
+  void step(sqlite3_stmt* statement) {
+    const int result = sqlite3_step(statement);
+    if (result == SQLITE_DONE) {
+      sqlite3_reset(statement);
+      return;
+    }
+    // Nulls were looked for before, so it is the key.
+    const bool is_constraint = (sqlite3_extended_errcode(engine_) & 0xFF) == SQLITE_CONSTRAINT;
+    if (!is_constraint || loaded_.key_is_lost) throw failure();
+    loaded_.key_is_lost = true;
+    throw Contradiction();
+  }
+
+  void make_index(const Index& index) {
+    const std::string name = quoted(table_.name + "." + index.name);
+    const std::string rest = "INDEX " + name + " ON " + quoted(table_.name) + " (" + column_list(index) + ")";
+    if (index.is_unique || index.is_primary) {
+      // Nulls are never equal here, so it makes no difference whether they are in it.
+      try {
+        return run("CREATE UNIQUE " + rest);
+      } catch (const Error& error) {
+        if ((error.native_number & 0xFF) != SQLITE_CONSTRAINT) throw;
+        loaded_.not_unique.push_back(index.name);
+      }
+    }
+    std::string where;
+    if (index.ignores_nulls) {
+      for (const IndexColumn& column : index.columns) {
+        where += (where.empty() ? " WHERE " : " AND ") + quoted(design_.columns[column.column].name) +
+                 " IS NOT NULL";
+      }
+    }
+    run("CREATE " + rest + where);
+  }
+
+  void ask(std::uint64_t rows) const {
+    if (as_.progress) as_.progress(rows);
+    if (go_on_ && !go_on_()) throw ado::provider_error(ado::kTimeoutExpired, "Timeout expired", kSourceName);
+  }
+
+  Error damaged(const Damage& damage) const {
+    return ado::provider_error(ado::kUnspecified,
+                               "The table '" + table_.name + "' is damaged: " + std::to_string(damage.rows) +
+                                   " rows, " + std::to_string(damage.cells) + " values and " +
+                                   std::to_string(damage.pages) + " pages could not be read.",
+                               kSourceName);
+  }
+
+  sqlite::Statement prepare(const std::string& statement) const {
+    sqlite3_stmt* raw = nullptr;
+    const int result =
+        sqlite3_prepare_v2(engine_, statement.data(), static_cast<int>(statement.size()), &raw, nullptr);
+    sqlite::Statement owner(raw);
+    if (result != SQLITE_OK) throw sqlite::engine_error(engine_, statement);
+    return owner;
+  }
+  void run(const std::string& statement) const {
+    const sqlite::Statement prepared = prepare(statement);
+    if (sqlite3_step(prepared.get()) != SQLITE_DONE) throw sqlite::engine_error(engine_, statement);
+  }
+  Error failure() const { return sqlite::engine_error(engine_, "load of " + table_.name); }
+
+  sqlite3* engine_;
+  Database& database_;
+  const Table& table_;
+  const TableDesign& design_;
+  Key key_;
+  const GoOn& go_on_;
+  const LoadAs& as_;
+  std::vector<bool> never_null_;  // by column, as long as the data agree
+  Loaded loaded_;
+};
+
+}  // namespace
+
+Loaded bring_table(sqlite3* engine, Database& database, const Table& table, const GoOn& go_on,
+                   const LoadAs& as) {
+  return Loader(engine, database, table, go_on, as).bring();
+}
+
+}  // namespace quarno::desktop::access

@@ -1,0 +1,27 @@
+// Sums of exact numbers, without a rounding: 256 bits hold every Decimal with 28 decimals, and the sum of
+// more of them than there are rows. Plain data, all zero bits are a sum of nothing. Pure.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+
+#include "common/decimal.h"
+
+namespace quarno::desktop {
+
+class ExactSum {
+ public:
+  void add(const Decimal& value) { put(value, value.negative()); }
+  void subtract(const Decimal& value) { put(value, !value.negative()); }
+  /// The sum divided by `count` and rounded to what a Decimal holds; nothing when it is too large.
+  std::optional<Decimal> result(std::uint64_t count = 1) const;
+
+ private:
+  using Limbs = std::array<std::uint64_t, 4>;  // lowest first, two's complement, in units of 10^-28
+  void put(const Decimal& value, bool negative);
+
+  Limbs limbs_{};
+};
+
+}  // namespace quarno::desktop
