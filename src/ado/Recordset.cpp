@@ -4,8 +4,9 @@
 
 #include "ado/Fields.h"
 #include "ado/ado_error.h"
+#include "ado/persist/hierarchy.h"
 #include "ado/write_statement.h"
-#include "automation/member_table.h"
+#include "common/text.h"
 
 namespace quarno::ado {
 namespace {
@@ -13,6 +14,8 @@ namespace {
 constexpr std::size_t kFetchRows = 4096;
 // What an asynchronous fetch waits for.
 constexpr std::size_t kFirstRows = 256;
+// Stands in a connection string for files.
+constexpr std::string_view kFileProvider = "MSPersist";
 
 Ptr<Connection> connection_of(const Ptr<automation::Object>& object) {
   auto* const connection = dynamic_cast<Connection*>(object.get());
@@ -38,8 +41,17 @@ void Recordset::set_Source(const std::string& value) {
 }
 
 void Recordset::set_ActiveConnection(const Ptr<automation::Object>& value) {
-  if (is_open()) throw model_error(Model::object_open);
-  connection_ = value ? connection_of(value) : Ptr<Connection>();
+  if (is_open() && (cursor_location_ != adUseClient || scope_)) throw model_error(Model::object_open);
+  auto connection = value ? connection_of(value) : Ptr<Connection>();
+  if (is_open()) {
+    // The rows stay, and what is changed from now on is kept or sent elsewhere.
+    load_all();
+    if (!persist::is_whole(*rows_)) throw model_error(Model::feature_not_available);
+    finish_edit();
+    if (connection_) connection_->detach(*this);
+    if (connection) connection->attach(*this);
+  }
+  connection_ = std::move(connection);
 }
 
 void Recordset::set_CursorType(std::int32_t value) {
@@ -80,14 +92,26 @@ void Recordset::Open(const Variant& Source, const Variant& ActiveConnection, std
     if (statement == nullptr) throw model_error(Model::invalid_argument);
     source_ = *statement;
   }
-  if (given(ActiveConnection)) set_ActiveConnection(automation::object_of(ActiveConnection));
+  bool is_file = Options != -1 && (Options & adCmdFile) != 0;
+  if (const auto* const words = ActiveConnection.get_if<std::string>()) {
+    is_file = text::equal_fold(ConnectionString::parse(*words).find("Provider").value_or(""), kFileProvider);
+    connection_ = is_file ? Ptr<Connection>() : make<Connection>();
+    if (!is_file) connection_->Open(*words);
+  } else if (given(ActiveConnection)) {
+    set_ActiveConnection(automation::object_of(ActiveConnection));
+  }
   if (CursorType != adOpenUnspecified) set_CursorType(CursorType);
   if (LockType != adLockUnspecified) set_LockType(LockType);
+  options_ = Options;
+  if (!made_columns_.empty()) {
+    if (given(Source) || connection_) throw model_error(Model::illegal_operation);
+    return open_made_columns();
+  }
+  if (is_file || (!connection_ && !source_.empty())) return open_file(is_file);
   if (!connection_) throw model_error(Model::invalid_connection);
   Session& session = connection_->session(Model::invalid_connection);
   if (source_.empty())
     throw Error(kNoCommandText, "Command text was not set for the command object.", "ADODB.Recordset");
-  options_ = Options;
   const bool forward_only =
       cursor_location_ == adUseServer && cursor_type_ == adOpenForwardOnly && lock_type_ == adLockReadOnly;
   if (forward_only && filter_.is_text()) require_all_rows(true);
@@ -125,6 +149,7 @@ void Recordset::adopt(Connection& connection, const std::string& source, std::un
   });
   source_ = source;
   connection_ = Ptr<Connection>(&connection);
+  command_timeout_ = connection.CommandTimeout();
   is_forward_only_ = fetching == Fetching::blocks;
   is_first_block_ = true;
   take_rows(std::move(fetched));
@@ -137,7 +162,7 @@ std::int32_t Recordset::State() const {
 
 bool Recordset::load_more() {
   rows_->renew_time_limit();
-  const bool more = connection_->report_failures(
+  const bool more = report_failures(
       [&] { return is_forward_only_ ? rows_->replace(kFetchRows) : rows_->load(kFetchRows); });
   if (more && is_forward_only_) is_first_block_ = false;
   return more;
@@ -146,7 +171,7 @@ bool Recordset::load_more() {
 void Recordset::load_all() const {
   if (is_forward_only_ || rows_->is_complete()) return;
   rows_->renew_time_limit();
-  connection_->report_failures([&] {
+  report_failures([&] {
     while (rows_->load(kFetchRows)) {
     }
   });
@@ -162,26 +187,24 @@ void Recordset::require_backward() const {
 }
 
 void Recordset::take_rows(std::shared_ptr<RowSet> rows) {
-  ++generation_;
   rows_ = std::move(rows);
   shown_.reset();
   sort_.clear();
   index_.clear();
   index_keys_.clear();
   const std::size_t count = rows_->columns().size();
-  field_objects_.assign(count, nullptr);
+  field_objects_.resize(count);  // those of appended columns stay valid
   pending_.assign(count, Variant());
   assigned_.assign(count, false);
   writer_ = {};
   affected_.clear();
-  connection_->attach(*this);
+  if (connection_) connection_->attach(*this);
   // A filter that was set while it was closed holds for what is opened.
   if (!filter_.is_text() && !scope_) return place_on_first(true);
   try {
     choose_rows();
   } catch (const Error&) {
-    connection_->detach(*this);
-    forget_rows();
+    connection_closed();
     throw;
   }
 }
@@ -189,37 +212,36 @@ void Recordset::take_rows(std::shared_ptr<RowSet> rows) {
 void Recordset::forget_rows() {
   ++generation_;
   field_objects_.clear();
+  piece_ = {};
   rows_.reset();
   shown_.reset();
   scope_.reset();
   is_forward_only_ = false;
+  is_detached_ = false;
+  command_timeout_.reset();
   // It belonged to these rows; the next ones are shown whole.
   filter_ = std::int32_t{adFilterNone};
   edit_mode_ = adEditNone;
   place_ = Place::after_last;
 }
 
-const std::vector<Column>& Recordset::columns() const {
-  static const std::vector<Column> none;
-  return is_open() ? rows_->columns() : none;
-}
-
 void Recordset::Close() {
   require_open();
   // Of a batch nothing is sent by itself.
   if (edit_mode_ != adEditNone && !is_batch()) throw model_error(Model::illegal_operation);
-  connection_->detach(*this);
-  forget_rows();
+  connection_closed();
 }
 
 void Recordset::connection_closed() {
-  connection_->detach(*this);
+  if (connection_) connection_->detach(*this);
   forget_rows();
 }
 
 void Recordset::Requery() {
   // The rows of a chapter come from the parent's query.
   if (scope_) throw model_error(Model::feature_not_available);
+  // Nothing can bring back rows that a host made, or change what they came from.
+  if (is_detached_ && source_.empty()) throw model_error(Model::illegal_operation);
   const Variant filter = filter_;
   Close();
   filter_ = filter.is_text() ? filter : Variant(std::int32_t{adFilterNone});
@@ -418,11 +440,12 @@ void Recordset::Move(std::int32_t NumRecords) {
 bool Recordset::Supports(std::int32_t CursorOptions) const {
   require_open();
   if (is_forward_only_) return (adFind & CursorOptions) == CursorOptions;
-  const bool by_index =
-      is_table_direct() && cursor_location_ == adUseServer && connection_->session().has_indexes();
+  const bool by_index = is_table_direct() && connection_ && cursor_location_ == adUseServer &&
+                        connection_->session().has_indexes();
   std::int32_t supported = adHoldRecords | adMovePrevious | adApproxPosition | adBookmark | adFind;
-  if (lock_type_ != adLockReadOnly && rows_->has_origin()) supported |= adUpdate;
-  if (lock_type_ != adLockReadOnly && !rows_->base_table().empty()) supported |= adAddNew | adDelete;
+  const bool is_writable = lock_type_ != adLockReadOnly;
+  if (is_writable && (is_free() || rows_->has_origin())) supported |= adUpdate;
+  if (is_writable && (is_free() || !rows_->base_table().empty())) supported |= adAddNew | adDelete;
   if (is_batch()) supported |= adUpdateBatch;
   if (by_index) supported |= adIndex | adSeek;
   return (supported & CursorOptions) == CursorOptions;
@@ -462,117 +485,18 @@ Ptr<Recordset> Recordset::sibling() const {
   result->cursor_location_ = cursor_location_;
   result->lock_type_ = lock_type_;
   result->options_ = options_;
+  result->is_detached_ = is_detached_;
+  result->command_timeout_ = command_timeout_;
   return result;
 }
 
 Ptr<Recordset> Recordset::opened_chapter(std::size_t column) const {
   const std::shared_ptr<Chapters>& chapters = rows_->chapters(column);
-  std::shared_ptr<RowSet> rows = connection_->report_failures([&] { return chapters->rows(*rows_, row()); });
+  std::shared_ptr<RowSet> rows = report_failures([&] { return chapters->rows(*rows_, row()); });
   auto result = sibling();
   result->scope_ = Scope{chapters, row(), chapters->presets(*rows_, row())};
   result->take_rows(std::move(rows));
   return result;
 }
-
-namespace {
-
-using namespace automation;
-
-constexpr Member kMembers[] = {
-    read_only<&Recordset::State>("State", "0 closed, 1 open, 9 open with rows still to be fetched."),
-    property<&Recordset::Source, &Recordset::set_Source>("Source",
-                                                         "The statement; settable while closed (3705)."),
-    property<&Recordset::ActiveConnection, &Recordset::set_ActiveConnection>(
-        "ActiveConnection", "The connection; settable while closed (3705) to an open one (3709)."),
-    property<&Recordset::CursorType, &Recordset::set_CursorType>(
-        "CursorType",
-        "0 forward-only, 1 keyset, 2 dynamic, 3 static. An open recordset is static, unless it is "
-        "forward-only and read-only at the server."),
-    property<&Recordset::CursorLocation, &Recordset::set_CursorLocation>("CursorLocation",
-                                                                         "2 server, 3 client."),
-    property<&Recordset::LockType, &Recordset::set_LockType>(
-        "LockType", "1 read-only, 2 pessimistic, 3 optimistic, 4 batch-optimistic."),
-    read_only<&Recordset::Fields>("Fields", "The fields."),
-    method<&Recordset::Open>(
-        "Open",
-        {optional_param("Source"), optional_param("ActiveConnection"), param("CursorType", -1),
-         param("LockType", -1), param("Options", -1)},
-        "Runs the statement and holds its rows; the first is current. A statement without rows "
-        "leaves the recordset closed. Options: 2 or 512 when the source is a table's name, 4 when it is a "
-        "procedure's with or without arguments, plus 32 to fetch the first rows at once and the others when "
-        "they are needed. Raises 3705 when it is open, 3709 "
-        "without an open connection, and what the provider reports."),
-    method<&Recordset::Close>("Close", "Lets go of the rows. Raises 3704 when closed, 3219 during an edit."),
-    method<&Recordset::Requery>("Requery", "Runs the statement again. Raises as Close and Open."),
-    read_only<&Recordset::at_bof>("BOF", "Whether the position is before the first row."),
-    read_only<&Recordset::at_eof>("EOF", "Whether the position is after the last row."),
-    read_only<&Recordset::RecordCount>(
-        "RecordCount", "Number of rows, one being added included; -1 for a forward-only recordset."),
-    read_only<&Recordset::AbsolutePosition>(
-        "AbsolutePosition", "Position from 1; -2 before the first, -3 after the last, -1 without rows."),
-    method<&Recordset::MoveFirst>("MoveFirst", "To the first row. Raises 3021 when there is none."),
-    method<&Recordset::MoveLast>("MoveLast", "To the last row. Raises 3021 when there is none."),
-    method<&Recordset::MoveNext>("MoveNext", "One row on, at last to EOF. Raises 3021 at EOF."),
-    method<&Recordset::MovePrevious>("MovePrevious", "One row back, at last to BOF. Raises 3021 at BOF."),
-    method<&Recordset::Move>(
-        "Move", {param("NumRecords")},
-        "That many rows on, or back when negative; stops at EOF or BOF. Raises 3021 when it is there "
-        "already."),
-    method<&Recordset::Supports>("Supports", {param("CursorOptions")},
-                                 "Whether all the cursor options are supported."),
-    property<&Recordset::Bookmark, &Recordset::set_Bookmark>(
-        "Bookmark",
-        "Mark of the current row, valid in clones too. Raises 3021 without one, 3001 for no mark."),
-    method<&Recordset::Find>(
-        "Find", {param("Criteria"), param("SkipRecords", 0), param("SearchDirection", 1)},
-        "To the next row, the current one included, for which \"column op value\" holds; to EOF or BOF "
-        "when there is none. Raises 3021 without a current row, 3001 and 3265 for a bad criterion."),
-    property<&Recordset::Filter, &Recordset::set_Filter>(
-        "Filter",
-        "Criteria joined with AND and OR that choose the rows; \"\" or 0 for all; 1 those changed and not "
-        "sent, 2 "
-        "those the last batch meant, 5 those that failed in it. Goes to the first of them."),
-    property<&Recordset::Sort, &Recordset::set_Sort>(
-        "Sort", "\"a ASC, [b c] DESC\"; \"\" for the order of the query. Goes to the first row."),
-    method<&Recordset::Clone>(
-        "Clone", {param("LockType", -1)},
-        "Another recordset over the same rows, with a current row, filter and order of its own. "
-        "LockType 1 makes it read-only."),
-    property<&Recordset::Index, &Recordset::set_Index>(
-        "Index",
-        "Name of the table's index that orders the rows and serves Seek; \"\" for none. For a table opened "
-        "directly (option 512) at the server where the provider has indexes; else raises 3251, and "
-        "-2147217867 for an unknown one. \"PrimaryKey\" is the table's key."),
-    method<&Recordset::Seek>(
-        "Seek", {param("KeyValues"), param("SeekOption", 1)},
-        "To the row whose index columns have these values (an array, or one value; fewer than the columns "
-        "will do): 1 the first such row, 2 the last, 4 the first or else what follows, 8 what follows, 16 "
-        "the last or else what precedes, 32 what precedes; to EOF when there is none. Raises 3251 without "
-        "an Index."),
-    read_only<&Recordset::EditMode>("EditMode",
-                                    "0 none, 1 the current row is being changed, 2 a row is being added."),
-    method<&Recordset::AddNew>("AddNew", "Begins a new row. Raises 3251 when the rows cannot be updated."),
-    method<&Recordset::Update>("Update",
-                               "Sends the edit in progress; without one it does nothing. When it raises, the "
-                               "edit stays open."),
-    method<&Recordset::CancelUpdate>("CancelUpdate", "Drops the edit in progress."),
-    method<&Recordset::Delete>("Delete", "Deletes the current row; it stays current until the next move."),
-    read_only<&Recordset::Status>(
-        "Status",
-        "Of the current row: 8 as it was read, 1 added, 2 changed, 4 deleted and not sent yet; plus 2048 "
-        "after a "
-        "conflict, 4096 after a violated constraint, 65536 without the right, 16 after another failure."),
-    method<&Recordset::UpdateBatch>("UpdateBatch", {param("AffectRecords", 3)},
-                                    "Sends what was changed under lock type 4, in one transaction unless one "
-                                    "is open: 1 the current row, 2 the "
-                                    "filtered ones, 3 all. A row that fails does not stop the others; at the "
-                                    "end the first failure is raised."),
-    method<&Recordset::CancelBatch>("CancelBatch", {param("AffectRecords", 3)},
-                                    "Drops what was changed and not sent; the rows are as they were read."),
-};
-
-}  // namespace
-
-std::span<const automation::Member> Recordset::members() { return kMembers; }
 
 }  // namespace quarno::ado

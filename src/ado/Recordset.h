@@ -2,12 +2,14 @@
 // finding, filtering and sorting cost nothing at the data source. Opened for asynchronous fetching it has the
 // first rows at once and brings in the others as it moves; what needs all of them completes it. Edits go out
 // as prepared statements when they are updated. A forward-only, read-only recordset at the server holds no
-// more than the block of rows it walks. Used on the thread that created it.
+// more than the block of rows it walks. Without a connection it has the rows of a file or of columns that a
+// host made, and keeps what is changed. Used on the thread that created it.
 #pragma once
 
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -54,6 +56,7 @@ class Recordset : public automation::Automation<Recordset> {
             std::int32_t Options = -1);
   void Close();
   void Requery();
+  void Save(const std::string& Destination, std::int32_t PersistFormat = adPersistADTG);
 
   // Position
   bool at_bof() const;
@@ -96,8 +99,10 @@ class Recordset : public automation::Automation<Recordset> {
   bool is_open() const { return rows_ != nullptr; }
   /// Open, and neither at BOF nor at EOF.
   bool on_row() const { return is_open() && (place_ == Place::on_row || edit_mode_ == adEditAdd); }
-  /// None while it is closed.
-  const std::vector<Column>& columns() const;
+  /// Of its fields; while it is closed, of those that were appended.
+  std::span<const Column> columns() const {
+    return is_open() ? std::span(rows_->columns()).first(rows_->field_count()) : std::span(made_columns_);
+  }
   /// Position of a field; raises 3265 when there is none of that name.
   std::size_t column_index(std::string_view name) const {
     const std::int32_t index = find_column(name);
@@ -106,10 +111,11 @@ class Recordset : public automation::Automation<Recordset> {
   }
   /// Position or -1.
   std::int32_t find_column(std::string_view name) const {
-    return is_open() ? rows_->find_column(name) : NameIndex::kUnknown;
+    return is_open() ? rows_->find_column(name) : find_made_column(name);
   }
   /// The current row's value; raises 3704, 3021 or -2147217885 (row deleted) when there is none.
   Variant value(std::size_t column) const {
+    if (piece_.is_other(column)) piece_ = {};
     const bool is_plain = edit_mode_ == adEditNone && !(rows_ != nullptr && rows_->has_chapters());
     if (is_plain && on_row() && !rows_->is_deleted(row())) return rows_->value(row(), column);
     return value_in_edit(column);
@@ -117,6 +123,19 @@ class Recordset : public automation::Automation<Recordset> {
   Variant original_value(std::size_t column) const;
   /// Begins an edit of the current row when none is in progress.
   void set_value(std::size_t column, const Variant& value);
+  /// The next piece of a text or of bytes, of that many characters or bytes at most; null behind the last
+  /// one. It begins anew once another row or field was touched.
+  Variant next_piece(std::size_t column, std::size_t size);
+  /// Puts a piece behind what was appended to the field since another row or field was touched; the first
+  /// one takes the place of the value.
+  void append_piece(std::size_t column, const Variant& data);
+  /// Adds a column to a closed recordset: Open without a source then makes a table of them in memory.
+  void append_column(Column column);
+  Column& made_column(std::size_t index);
+  /// Whether texts of a column without a size have no limit: in memory nothing else sets one.
+  bool is_free() const { return is_detached_ && is_open() && !rows_->has_origin(); }
+  /// Writes the rows as XML, over a file that is there when it may; then the first row is current.
+  void save(const std::string& path, bool over_file);
   /// How much of a result is fetched: all of it, what is needed, or one block after the other.
   enum class Fetching : std::uint8_t { all, as_needed, blocks };
   /// Becomes the open recordset of a statement that ran already.
@@ -144,6 +163,15 @@ class Recordset : public automation::Automation<Recordset> {
   // The rows that belong to the current one: a recordset of its own each time.
   Ptr<Recordset> opened_chapter(std::size_t column) const;
   Variant value_in_edit(std::size_t column) const;
+  std::int32_t find_made_column(std::string_view name) const;
+  void open_file(bool is_sure);
+  void open_made_columns();
+  std::vector<std::size_t> saved_order() const;
+  // Of the connection's, if there is one.
+  template <class Work>
+  auto report_failures(Work&& work) const {
+    return connection_ ? connection_->report_failures(std::forward<Work>(work)) : work();
+  }
   void require_open() const;
   void require_row() const;
   void require_updatable() const;
@@ -166,6 +194,7 @@ class Recordset : public automation::Automation<Recordset> {
   // A deleted row, unless the filter is for what became of rows and its deletion was not sent.
   bool hides(std::size_t row) const;
   bool is_in_group(std::size_t row, std::int32_t group) const;
+  std::vector<std::size_t> chosen_rows(const Variant& filter, const std::vector<SortKey>& keys) const;
   std::vector<SortKey> sort_keys() const;
   void sort_rows(std::vector<std::size_t>& chosen, const std::vector<SortKey>& keys) const;
   // An edit in progress is sent before the cursor leaves its row.
@@ -175,7 +204,7 @@ class Recordset : public automation::Automation<Recordset> {
   void insert_pending();
   void update_pending();
   // Changes are kept until UpdateBatch.
-  bool is_batch() const { return lock_type_ == adLockBatchOptimistic; }
+  bool is_batch() const { return lock_type_ == adLockBatchOptimistic || !connection_; }
   std::vector<std::size_t> pending_rows(std::int32_t affect) const;
   void take_rows(std::shared_ptr<RowSet> rows);
   void forget_rows();
@@ -195,6 +224,8 @@ class Recordset : public automation::Automation<Recordset> {
   std::string index_;
   std::vector<SortKey> index_keys_;
   bool is_forward_only_ = false;
+  bool is_detached_ = false;                     // the rows are a file's or a host's
+  std::optional<std::int32_t> command_timeout_;  // of the statement that the rows are from, in seconds
   bool is_first_block_ = true;
   Place place_ = Place::after_last;
   std::size_t position_ = 0;
@@ -206,6 +237,19 @@ class Recordset : public automation::Automation<Recordset> {
   std::vector<std::size_t> affected_;  // by the last UpdateBatch or CancelBatch
   Place place_before_add_ = Place::after_last;
 
+  // A field that is read or written piece by piece.
+  struct Piece {
+    std::optional<std::size_t> column;
+    std::size_t row = 0;
+    std::size_t position = 0;  // in bytes, of what is read next
+    bool is_written = false;
+    Variant value;  // that is read
+
+    bool is_other(std::size_t touched) const { return column && *column != touched; }
+  };
+  mutable Piece piece_;
+
+  std::vector<Column> made_columns_;      // while it is closed
   std::uint32_t generation_ = 0;          // of the columns; a field of an earlier one is no longer valid
   ado::Fields* fields_object_ = nullptr;  // handed out and still held by a host
   std::vector<Field*> field_objects_;     // by column, likewise

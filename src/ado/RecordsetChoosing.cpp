@@ -65,31 +65,35 @@ void Recordset::set_Sort(const std::string& value) {
 
 // Makes the list of rows that filter, sort and index leave, and goes to its first.
 void Recordset::choose_rows() {
-  const auto find = [this](std::string_view name) { return find_column(name); };
-  const auto* const filter = filter_.get_if<std::string>();
   const std::vector<SortKey> keys = sort_keys();
+  const bool is_filtered = !(filter_ == Variant(std::int32_t{adFilterNone}));
   std::optional<std::vector<std::size_t>> chosen;
-  const std::int32_t group = filter != nullptr ? adFilterNone : *filter_.get_if<std::int32_t>();
-  if (filter != nullptr || group != adFilterNone || !keys.empty() || scope_) {
-    load_all();
-    const Criteria criteria =
-        filter != nullptr ? parse_criteria(*filter, rows_->columns(), find) : Criteria{};
-    chosen.emplace();
-    const auto consider = [&](std::size_t i) {
-      if (hides(i)) return;
-      const bool wanted =
-          filter == nullptr || matches(criteria, [&](std::size_t column) { return rows_->value(i, column); });
-      if (wanted && is_in_group(i, group)) chosen->push_back(i);
-    };
-    if (scope_) {
-      for (const std::size_t i : scope_->members()) consider(i);
-    } else {
-      for (std::size_t i = 0; i < rows_->row_count(); ++i) consider(i);
-    }
-  }
-  if (!keys.empty()) sort_rows(*chosen, keys);
+  if (is_filtered || !keys.empty() || scope_) chosen = chosen_rows(filter_, keys);
   shown_ = std::move(chosen);
   place_on_first(true);
+}
+
+std::vector<std::size_t> Recordset::chosen_rows(const Variant& filter,
+                                                const std::vector<SortKey>& keys) const {
+  load_all();
+  const auto* const text = filter.get_if<std::string>();
+  const std::int32_t group = text != nullptr ? adFilterNone : *filter.get_if<std::int32_t>();
+  const auto find = [this](std::string_view name) { return find_column(name); };
+  const Criteria criteria = text != nullptr ? parse_criteria(*text, rows_->columns(), find) : Criteria{};
+  std::vector<std::size_t> chosen;
+  const auto consider = [&](std::size_t i) {
+    if (hides(i)) return;
+    const bool wanted =
+        text == nullptr || matches(criteria, [&](std::size_t column) { return rows_->value(i, column); });
+    if (wanted && is_in_group(i, group)) chosen.push_back(i);
+  };
+  if (scope_) {
+    for (const std::size_t i : scope_->members()) consider(i);
+  } else {
+    for (std::size_t i = 0; i < rows_->row_count(); ++i) consider(i);
+  }
+  if (!keys.empty()) sort_rows(chosen, keys);
+  return chosen;
 }
 
 bool Recordset::hides(std::size_t row) const {

@@ -8,8 +8,25 @@
 #include "platform/locale.h"
 
 namespace quarno::ado {
+namespace {
+
+// Of rows that have no source which would say so.
+bool takes_value(const Column& column, const Variant& value) {
+  switch (column.type) {
+    case DataType::chapter:
+    case DataType::dispatch:
+    case DataType::unknown:
+    case DataType::error: return false;
+    default: break;
+  }
+  const bool is_null = value.is_null() || value.is_empty();
+  return !is_null || (column.attributes & (adFldIsNullable | adFldMayBeNull)) != 0;
+}
+
+}  // namespace
+
 void Recordset::require_updatable() const {
-  if (lock_type_ == adLockReadOnly || !rows_->has_origin()) {
+  if (lock_type_ == adLockReadOnly || !(is_free() || rows_->has_origin())) {
     throw Error(
         full_number(Model::feature_not_available),
         "Current Recordset does not support updating. This may be a limitation of the provider, or of the "
@@ -21,6 +38,7 @@ void Recordset::require_updatable() const {
 }
 
 Session& Recordset::writing_session() const {
+  if (!connection_) throw model_error(Model::invalid_connection);
   Session& session = connection_->session(Model::invalid_connection);
   session.limit_writes(connection_->CommandTimeout());
   return session;
@@ -30,7 +48,8 @@ void Recordset::set_value(std::size_t column, const Variant& value) {
   require_row();
   require_updatable();
   const Column& info = rows_->columns()[column];
-  if (info.base_column.empty()) throw multiple_step_error();
+  piece_ = {};
+  if (is_free() ? !takes_value(info, value) : info.base_column.empty()) throw multiple_step_error();
   assign_coerced(pending_[column], value, info, platform::locale());
   if (edit_mode_ == adEditNone) {
     assigned_.assign(rows_->columns().size(), false);
@@ -42,7 +61,7 @@ void Recordset::set_value(std::size_t column, const Variant& value) {
 void Recordset::AddNew() {
   require_open();
   require_updatable();
-  RowWriter::require_one_table(*rows_);
+  if (!is_free()) RowWriter::require_one_table(*rows_);
   finish_edit();
   place_before_add_ = place_;
   assigned_.assign(rows_->columns().size(), false);
@@ -50,7 +69,7 @@ void Recordset::AddNew() {
     // It belongs to the parent's row by having its values.
     for (const auto& [column, value] : scope_->presets) {
       const Column& info = rows_->columns()[column];
-      if (info.base_column.empty()) continue;
+      if (!is_free() && info.base_column.empty()) continue;
       assign_coerced(pending_[column], value, info, platform::locale());
       assigned_[column] = true;
     }
@@ -111,7 +130,7 @@ void Recordset::Delete() {
   edit_mode_ = adEditNone;
   require_row();
   if (is_batch()) {
-    RowWriter::require_one_table(*rows_);
+    if (!is_free()) RowWriter::require_one_table(*rows_);
     return rows_->stage_delete(row());
   }
   Session& session = writing_session();
@@ -153,6 +172,11 @@ void Recordset::UpdateBatch(std::int32_t AffectRecords) {
   finish_edit();
   affected_ = pending_rows(AffectRecords);
   if (affected_.empty()) return;
+  if (is_free() && !connection_) {
+    // There is nowhere to send them: they are what is there.
+    for (const std::size_t number : affected_) rows_->confirm(number);
+    return;
+  }
   Session& session = writing_session();
   BatchResult result;
   connection_->report_failures([&] {

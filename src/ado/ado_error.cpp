@@ -19,6 +19,7 @@ std::string_view text_of(Model error) {
       return "Object or provider is not capable of performing requested operation.";
     case Model::item_not_found:
       return "Item cannot be found in the collection corresponding to the requested name or ordinal.";
+    case Model::in_collection: return "Object is already in collection. Cannot append.";
     case Model::object_not_set: return "Object is no longer valid.";
     case Model::data_conversion:
       return "Application uses a value of the wrong type for the current operation.";

@@ -16,6 +16,7 @@ enum class Model : std::int32_t {
   in_transaction = 3246,
   feature_not_available = 3251,
   item_not_found = 3265,
+  in_collection = 3367,
   object_not_set = 3420,
   data_conversion = 3421,
   object_closed = 3704,

@@ -91,8 +91,10 @@ enum OpenOption : std::int32_t {
   adAsyncFetch = 32,
   adAsyncFetchNonBlocking = 64,
   adExecuteNoRecords = 128,
+  adCmdFile = 256,
   adCmdTableDirect = 512
 };
+enum PersistFormat : std::int32_t { adPersistADTG = 0, adPersistXML = 1 };
 enum SeekOption : std::int32_t {
   adSeekFirstEQ = 1,
   adSeekLastEQ = 2,

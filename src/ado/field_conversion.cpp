@@ -103,7 +103,9 @@ Variant coerced(const Variant& value, const Column& column, const LocaleInfo& lo
   try {
     result = converted(value, column, locale);
   } catch (const Error& error) {
-    if (error.number == static_cast<std::int32_t>(RunTime::overflow)) throw multiple_step_error();
+    const bool does_not_fit =
+        error.number == static_cast<std::int32_t>(RunTime::overflow) || error.number == kMultipleStep;
+    if (does_not_fit) throw multiple_step_error();
     throw model_error(Model::data_conversion, "ADODB.Field");
   }
   if (is_outside(result, column.type)) throw multiple_step_error();

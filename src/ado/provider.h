@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "ado/catalog/schema.h"
 #include "ado/connection_string.h"
 #include "ado/cursor/chapters.h"
 #include "ado/cursor/column_store.h"
@@ -32,6 +33,7 @@ struct Column {
   std::string base_column;
   bool key = false;             // part of what tells one row of base_table from another
   bool auto_increment = false;  // the data source numbers it
+  bool hidden = false;          // no field: it only tells rows apart; behind all that are fields
 };
 
 /// An empty store for rows of these columns.
@@ -128,6 +130,8 @@ class Session {
                                                                 const std::string& /*index*/) {
     return std::nullopt;
   }
+  /// What the session tells of the schema; null when it tells nothing. Lives as long as the session.
+  virtual SchemaSource* schema() { return nullptr; }
 
  protected:
   std::int32_t write_seconds_ = 0;

@@ -16,6 +16,7 @@ NameIndex index_of(std::span<const Member> members);
 class TableObject : public Object {
  public:
   virtual std::span<const Member> member_table() const = 0;
+  TableObject* as_table() final { return this; }
 };
 
 /// T provides `static std::span<const Member> members()` and `static constexpr std::string_view kClassName`.

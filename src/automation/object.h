@@ -24,6 +24,8 @@ enum class Access {
   put,   // the last argument becomes the property's value
 };
 
+class TableObject;
+
 class Object : public Referenced {
  public:
   /// Gives back a reference that a host held, on whatever thread it lets go.
@@ -33,6 +35,8 @@ class Object : public Referenced {
   }
 
   virtual std::string_view class_name() const = 0;
+  /// Itself, when its class has a table of members; cheaper than a cast, as every call asks.
+  virtual TableObject* as_table() { return nullptr; }
   /// Letter case is ignored. kUnknownMember when there is none.
   virtual MemberId find(std::string_view name) = 0;
   /// Arguments are by position; one that is left out is `missing`. A member that writes an argument back

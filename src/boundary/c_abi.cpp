@@ -46,7 +46,7 @@ Object& checked(const qf_object* object) {
 }
 
 const automation::Member* member_of(Object& object, MemberId id) {
-  auto* const table_object = dynamic_cast<TableObject*>(&object);
+  TableObject* const table_object = object.as_table();
   if (table_object == nullptr) return nullptr;
   const auto table = table_object->member_table();
   if (id < 0 || static_cast<std::size_t>(id) >= table.size()) throw run_time_error(RunTime::unknown_member);
@@ -252,8 +252,7 @@ qf_status qf_class_at(uint32_t index, qf_text* name) {
 }
 
 qf_status qf_member_at(const qf_object* object, uint32_t index, qf_text* name, int32_t* kind) {
-  const auto* const table_object =
-      object == nullptr ? nullptr : dynamic_cast<TableObject*>(object_from_c(object));
+  TableObject* const table_object = object == nullptr ? nullptr : object_from_c(object)->as_table();
   if (table_object == nullptr || index >= table_object->member_table().size()) return QF_FAILED;
   const automation::Member& member = table_object->member_table()[index];
   *name = text_of(member.name);

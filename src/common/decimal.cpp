@@ -160,6 +160,12 @@ int compare(const Decimal& a, const Decimal& b) {
   return left->negative_ ? -magnitude : magnitude;
 }
 
+std::optional<Currency> Currency::exactly(double value) {
+  const double scaled = std::nearbyint(value * 10000);
+  if (!(std::fabs(scaled) < 1e15) || scaled / 10000 != value) return std::nullopt;
+  return Currency{static_cast<std::int64_t>(scaled)};
+}
+
 std::optional<Currency> Currency::from_decimal(const Decimal& value) {
   const auto fixed = value.rescaled(4);
   if (!fixed) return std::nullopt;

@@ -53,6 +53,8 @@ struct Currency {
   std::int64_t scaled = 0;  // value * 10000
 
   static std::optional<Currency> from_decimal(const Decimal& value);
+  /// The amount whose nearest double this is, of up to 15 digits; nothing where that is not sure.
+  static std::optional<Currency> exactly(double value);
   Decimal to_decimal() const;
   /// Without trailing zeros: "12.5", "-3".
   std::string text() const;

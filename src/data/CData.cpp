@@ -16,10 +16,6 @@ namespace {
 
 constexpr std::string_view kFieldMissing = "Field not found !";
 constexpr std::string_view kFieldSource = "CRecord";
-constexpr std::string_view kDuplicatedKey = "Duplicated Key!";
-
-// A duplicate is told by SQLSTATE, never by the text, which differs by engine and language.
-bool is_duplicate_key(const Error& error) { return error.sql_state == "23505"; }
 
 // Odd and kept: the last argument is never part of the call, and one argument alone adds no parentheses.
 std::string call_with_arguments(const std::string& procedure, const Variant::Array& arguments) {
@@ -49,17 +45,6 @@ void CData::report(const Failing& failing, const Error& error) {
     const std::string prefix = std::string(failing.prefix.empty() ? failing.member : failing.prefix) + " - ";
     platform::dialogs().message_box(data::failure_box_text(prefix, failure), {}, platform::BoxIcon::none);
   }
-}
-
-template <class Work>
-auto CData::guarded(const Failing& failing, Work&& work) -> decltype(work()) {
-  try {
-    return work();
-  } catch (...) {
-    report(failing, error_being_handled());
-    if (err_activate_) throw Error(Err_Number(), Err_Description(), Err_Source());
-  }
-  return decltype(work())();
 }
 
 // --- Which database ----------------------------------------------------------------------------------------
@@ -386,7 +371,7 @@ bool CData::Save() {
       bound_.save(worker_);
       worker_.update();
     } catch (Error& error) {
-      if (is_duplicate_key(error)) error.description = kDuplicatedKey;
+      data::name_duplicate_key(error);
       throw;
     }
     return true;

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "automation/automation.h"
+#include "common/error.h"
 #include "common/ref.h"
 #include "common/variant.h"
 #include "data/CError.h"
@@ -140,10 +141,57 @@ class CData : public automation::Automation<CData> {
   void TransRollBack();
   std::int32_t GetLastRowID();
 
+  // The schema
+  std::string Tables_List(bool WithSO = false);
+  std::string Views_List(bool WithSO = false);
+  std::string StoredProcs_List();
+  std::string StoredProcs_Command(Ref<std::string> StName);
+  std::string View_Command(Ref<std::string> StName);
+  bool Table_Exist(const std::string& Tabella);
+  bool StoredProc_Exist(const std::string& StoredProc);
+  bool Table_Open(const std::string& strName);
+  std::int16_t Table_ColumnsCount() const;
+  std::string Table_ColumnName(std::int16_t ColPos) const;
+  std::int32_t Table_ColumnPosType(std::int16_t ColPos) const;
+  std::int32_t Table_ColumnType(const std::string& ColName) const;
+  std::int32_t Table_ColumnPosLength(std::int16_t ColPos) const;
+  std::int32_t Table_ColumnLength(const std::string& ColName) const;
+  bool Table_ColumnKey(const std::string& ColName) const;
+  bool Table_ColumnExist(const std::string& ColName) const;
+  bool Table_Create(const std::string& strName);
+  bool Table_AddColumn(const std::string& ColName, Ref<std::int32_t> ColType, std::int16_t ColSize = 0,
+                       bool AllowNull = true);
+  bool Table_DeleteColumn(const std::string& ColName);
+  Variant Table_AddIndex(const std::string& IndexName, bool PrimaryKey, bool Unique,
+                         const std::string& Columns);
+  bool Table_Store();
+  bool Table_CreateProcedure(const std::string& ProcName, const std::string& strProc);
+
   // Bound controls
   Variant Bind(const Ptr<automation::Object>& MyControl, const std::string& Field,
                const std::string& Property = {});
   void SetBound();
+
+  // Snapshots as XML, the table in memory, long fields
+  Variant XML_Save(const std::string& XMLFile, bool OverWrite = false);
+  bool XML_OpenSchema(const std::string& XMLFile);
+  Variant XML_ReadField(const std::string& Campo);
+  Variant XML_SetField(const std::string& Campo, const Variant& Valore);
+  void Persist_AddField(const std::string& Nome, std::int16_t tipo, std::int32_t Lungh = 0);
+  void Persist_Open();
+  Variant Persist_AddNew();
+  Variant Persist_Delete();
+  Variant Persist_Save();
+  void Persist_MoveFirst();
+  void Persist_MoveLast();
+  bool Persist_MoveNext();
+  bool Persist_MovePrev();
+  bool Persist_Move(std::int32_t pos);
+  Variant Persist_GetPound(const std::string& Campo);
+  Variant Persist_GetValue(const std::string& Campo);
+  void Persist_SetPound(const std::string& Campo, const Variant& Valore);
+  void Persist_SetValue(const std::string& Campo, const Variant& Valore);
+  void Blob2File(const std::string& NomeCampo, const std::string& NomeFile);
 
   // Literals and version
   std::string ParSQLStr(const std::string& pStr, bool WithTrim = true) const;
@@ -183,5 +231,16 @@ class CData : public automation::Automation<CData> {
   bool err_activate_ = false;
   bool log_activate_ = true;
 };
+
+template <class Work>
+auto CData::guarded(const Failing& failing, Work&& work) -> decltype(work()) {
+  try {
+    return work();
+  } catch (...) {
+    report(failing, error_being_handled());
+    if (err_activate_) throw Error(Err_Number(), Err_Description(), Err_Source());
+  }
+  return decltype(work())();
+}
 
 }  // namespace quarno

@@ -260,6 +260,73 @@ constexpr Member kMembers[] = {
     method<&CData::GetLastRowID>("GetLastRowID",
                                  "Number given to the last row added; -1 when there is none."),
 
+    method<&CData::Tables_List>(
+        "Tables_List", {param("WithSO", false)},
+        "Names of the tables, joined with \",\"; with WithSO those of views and of the system too."),
+    method<&CData::Views_List>("Views_List", {param("WithSO", false)},
+                               "Names of the views, joined with \",\"; with WithSO the system's too."),
+    method<&CData::StoredProcs_List>("StoredProcs_List",
+                                     "Names of the procedures up to a \";\", joined with \",\"."),
+    method<&CData::StoredProcs_Command>(
+        "StoredProcs_Command", {param("StName")},
+        "Command text of a procedure; empty when there is none of that name. StName comes back in capitals."),
+    method<&CData::View_Command>("View_Command", {param("StName")},
+                                 "The same of a view. A failure names STProc_Cmd."),
+    method<&CData::Table_Exist>("Table_Exist", {param("Tabella")},
+                                "Whether there is a table or view of that name, in any letter case."),
+    method<&CData::StoredProc_Exist>("StoredProc_Exist", {param("StoredProc")},
+                                     "Whether there is a procedure of that name, in any letter case."),
+    method<&CData::Table_Open>(
+        "Table_Open", {param("strName")},
+        "Makes a table of the database the current table definition. False when there is none."),
+    method<&CData::Table_ColumnsCount>(
+        "Table_ColumnsCount",
+        "Number of columns of the current table definition, 0 without one. This "
+        "and the next five never fail."),
+    method<&CData::Table_ColumnName>("Table_ColumnName", {param("ColPos")},
+                                     "Name of the column at a position from 0; empty when there is none."),
+    method<&CData::Table_ColumnPosType>("Table_ColumnPosType", {param("ColPos")},
+                                        "Type code of the column at a position, one of the F_ad constants."),
+    method<&CData::Table_ColumnType>("Table_ColumnType", {param("ColName")},
+                                     "Type code of a column; 0 when there is none of that name."),
+    method<&CData::Table_ColumnPosLength>(
+        "Table_ColumnPosLength", {param("ColPos")},
+        "Defined size of the column at a position: characters of a text, else bytes."),
+    method<&CData::Table_ColumnLength>("Table_ColumnLength", {param("ColName")},
+                                       "Defined size of a column; 0 when there is none of that name."),
+    method<&CData::Table_ColumnKey>("Table_ColumnKey", {param("ColName")},
+                                    "Whether the first index that has this column, its name in the same "
+                                    "letter case, is the primary key."),
+    method<&CData::Table_ColumnExist>("Table_ColumnExist", {param("ColName")},
+                                      "Whether the current table definition has a column of that name."),
+    method<&CData::Table_Create>(
+        "Table_Create", {param("strName")},
+        "Names the table to be defined; a definition that was not stored keeps its columns. Nothing is "
+        "written before Table_Store. False when it fails."),
+    method<&CData::Table_AddColumn>(
+        "Table_AddColumn",
+        {param("ColName"), param("ColType"), param("ColSize", 0), param("AllowNull", true)},
+        "Adds a column: to the definition, or at once to the table that was opened. ColType comes back as it "
+        "is "
+        "used: wide instead of narrow text (202 for 200) with Conn_Jet, 135 instead of 7 with Conn_SQL. "
+        "False "
+        "when it fails."),
+    method<&CData::Table_DeleteColumn>(
+        "Table_DeleteColumn", {param("ColName")},
+        "Removes a column: from the definition, or at once from the table that was opened. False when it "
+        "fails."),
+    method<&CData::Table_AddIndex>(
+        "Table_AddIndex", {param("IndexName"), param("PrimaryKey"), param("Unique"), param("Columns")},
+        "Adds an index of the columns, whose names are split at \",\" and not trimmed. Without columns "
+        "nothing "
+        "is added. True, or empty when it fails."),
+    method<&CData::Table_Store>("Table_Store",
+                                "Makes the table with its indexes, or nothing. False when it fails."),
+    method<&CData::Table_CreateProcedure>(
+        "Table_CreateProcedure", {param("ProcName"), param("strProc")},
+        "Stores a procedure. On servers a text that begins with CREATE runs as it stands. False when it "
+        "fails."),
+
     method<&CData::Bind>(
         "Bind", {param("MyControl"), param("Field"), param("Property", "")},
         "Lets a control of the host's show a field, by the property given, else by \"Value\" when the "
@@ -270,6 +337,58 @@ constexpr Member kMembers[] = {
         "SetBound",
         "Loads the bound controls from the current row. A field that the query lacks fails with 3265, "
         "once the others are loaded."),
+
+    method<&CData::XML_Save>(
+        "XML_Save", {param("XMLFile"), param("OverWrite", false)},
+        "Writes the rows of the query to an XML file, with the changes that were not sent and the rows of "
+        "chapters; the first row is then current. True; false for a name without \".XML\" in any letter case "
+        "and, unless OverWrite is true, for one that is there; empty when it fails, and then the old file is "
+        "as it was."),
+    method<&CData::XML_OpenSchema>(
+        "XML_OpenSchema", {param("XMLFile")},
+        "Closes the query and opens such a file in its place, without a connection. False for a name "
+        "without \".xml\" in small letters, for a file that is not there, and when it fails."),
+    method<&CData::XML_ReadField>("XML_ReadField", {param("Campo")},
+                                  "As Get£; a field that is not there fails with \"Field non found!\"."),
+    method<&CData::XML_SetField>("XML_SetField", {param("Campo"), param("Valore")},
+                                 "As Set£, with the failure of XML_ReadField. Always empty."),
+    method<&CData::Persist_AddField>(
+        "Persist_AddField", {param("Nome"), param("tipo"), param("Lungh", 0)},
+        "Adds a field of that type code to the table in memory before it is opened. Lungh is the most "
+        "characters of a text or bytes, 0 for no limit; other types have their own size. Fails with 3001 for "
+        "a type that is none, 3367 for a name that is taken, 3219 once the table is open."),
+    method<&CData::Persist_Open>(
+        "Persist_Open",
+        "Opens the table in memory with the fields that were added and no rows. While no query is open it is "
+        "what the members for queries show, but for AddNew."),
+    method<&CData::Persist_AddNew>("Persist_AddNew",
+                                   "Begins a new row of the table in memory. Always empty."),
+    method<&CData::Persist_Delete>(
+        "Persist_Delete", "Deletes its current row. True; false when there is none, empty when it fails."),
+    method<&CData::Persist_Save>("Persist_Save",
+                                 "Keeps what was set on its current row. True, or empty when it fails."),
+    method<&CData::Persist_MoveFirst>("Persist_MoveFirst", "To its first row. Fails with 3021 without rows."),
+    method<&CData::Persist_MoveLast>("Persist_MoveLast", "To its last row. Fails with 3021 without rows."),
+    method<&CData::Persist_MoveNext>("Persist_MoveNext",
+                                     "To its next row. False at the last one, which stays current."),
+    method<&CData::Persist_MovePrev>("Persist_MovePrev",
+                                     "To the row before. False at the first one, which stays current."),
+    method<&CData::Persist_Move>("Persist_Move", {param("pos")},
+                                 "That many rows on, or back when negative. Whether a row is current then."),
+    method<&CData::Persist_GetPound>("Persist_Get£", {param("Campo")},
+                                     "Value of a field in its current row, as Get£ gives it."),
+    method<&CData::Persist_GetValue>("Persist_GetValue", {param("Campo")}, "As Persist_Get£."),
+    method<&CData::Persist_SetPound>(
+        "Persist_Set£", {param("Campo"), param("Valore")},
+        "Sets a field of its current row, converted as Set£ does. Null is refused: fields may have no value, "
+        "but none that is null."),
+    method<&CData::Persist_SetValue>("Persist_SetValue", {param("Campo"), param("Valore")},
+                                     "As Persist_Set£."),
+    method<&CData::Blob2File>(
+        "Blob2File", {param("NomeCampo"), param("NomeFile")},
+        "Writes the bytes of a field to a file, over one that is there; a text in the ANSI code page, null "
+        "as "
+        "an empty file. Fails with 3219 for a field of another type, 3021 without a current row."),
 
     method<&CData::ParSQLStr>(
         "ParSQLStr", {param("pStr"), param("WithTrim", true)},

@@ -92,7 +92,8 @@ void CRecorset::take_shapes() {
 void CRecorset::take_child() {
   child_ = nullptr;
   child_past_end_ = false;
-  if (!shaped_ || !on_row() || recordset_->columns().back().type != ado::DataType::chapter) return;
+  if (!(shaped_ || is_from_file_) || !on_row() || recordset_->columns().back().type != ado::DataType::chapter)
+    return;
   const Variant value = recordset_->value(recordset_->columns().size() - 1);
   const auto* const object = value.get_if<Variant::Object>();
   if (object != nullptr) child_ = Ptr<ado::Recordset>(dynamic_cast<ado::Recordset*>(object->get()));
@@ -103,12 +104,13 @@ void CRecorset::open_procedure(const std::string& call) {
 }
 
 void CRecorset::open_rows_of(const std::string& statement, std::int32_t options) {
-  if (!recordset_) recordset_ = make<ado::Recordset>();
   close_recordset();
+  if (!recordset_) recordset_ = make<ado::Recordset>();
   recordset_->set_CursorType(cursor_type);
   recordset_->set_CursorLocation(cursor_location);
   recordset_->set_LockType(lock_type);
   past_end_ = false;
+  is_from_file_ = false;
   if (!connection_->is_open()) throw ado::model_error(ado::Model::invalid_connection);
   recordset_->set_ActiveConnection(Ptr<automation::Object>(connection_.get()));
   recordset_->Open(statement, Variant(), ado::adOpenUnspecified, ado::adLockUnspecified, options);
@@ -121,6 +123,11 @@ void CRecorset::open_rows_of(const std::string& statement, std::int32_t options)
 void CRecorset::close_recordset() {
   child_ = nullptr;
   child_past_end_ = false;
+  if (recordset_ && recordset_ == detached_) {
+    // It has members of its own that go on with it.
+    recordset_ = clone_ = nullptr;
+    editing_ = past_end_ = false;
+  }
   if (!is_recordset_open()) return;
   // Closing during an edit is refused; what was not saved is dropped.
   if (editing_ || recordset_->EditMode() != ado::adEditNone) recordset_->CancelUpdate();
@@ -203,6 +210,7 @@ void CRecorset::replace_recordset(const Ptr<ado::Recordset>& recordset) {
   clone_ = nullptr;
   editing_ = false;
   past_end_ = false;
+  is_from_file_ = false;
   take_child();
 }
 
@@ -234,19 +242,24 @@ Variant CRecorset::value_or_substitute(const ado::Recordset& rows, std::size_t i
 }
 
 void CRecorset::set_field_value(std::string_view name, const Variant& value) {
-  if (!is_recordset_open()) return;
-  const std::size_t index = recordset_->column_index(text::trim(name));
-  const ado::Column& info = recordset_->columns()[index];
+  if (is_recordset_open() && set_field(*recordset_, name, value)) editing_ = true;
+}
+
+bool CRecorset::set_field(ado::Recordset& rows, std::string_view name, const Variant& value) {
+  const std::size_t index = rows.column_index(text::trim(name));
+  const ado::Column& info = rows.columns()[index];
   // The data source numbers it.
-  if (info.auto_increment) return;
-  if (is_stored_as_given(info.type, info.defined_size, value)) {
-    recordset_->set_value(index, value);
-  } else if (const auto stored = value_to_store(info.type, info.defined_size, value, platform::locale())) {
-    recordset_->set_value(index, *stored);
+  if (info.auto_increment) return false;
+  // A text in memory has no limit unless it was given one.
+  const std::int64_t size = info.defined_size == 0 && rows.is_free() ? INT64_MAX : info.defined_size;
+  if (is_stored_as_given(info.type, size, value)) {
+    rows.set_value(index, value);
+  } else if (const auto stored = value_to_store(info.type, size, value, platform::locale())) {
+    rows.set_value(index, *stored);
   } else {
-    return;
+    return false;
   }
-  editing_ = true;
+  return true;
 }
 
 bool CRecorset::holds(std::string_view name, const Variant& value) const {
@@ -283,7 +296,9 @@ const ado::Column& CRecorset::column(std::string_view name) const {
 }
 
 void CRecorset::add_new() {
-  if (!is_recordset_open()) open_recordset("Select * from " + table + " WHERE 1=0");
+  // The table in memory has an AddNew of its own.
+  const bool has_query = is_recordset_open() && recordset_ != detached_;
+  if (!has_query) open_recordset("Select * from " + table + " WHERE 1=0");
   open_rows().AddNew();
   editing_ = true;
 }
@@ -311,6 +326,17 @@ std::int32_t CRecorset::last_row_id() {
   if (rows->at_eof()) return -1;
   const Variant value = rows->value(0);
   return value.is_null() ? -1 : to_int32(value, platform::locale());
+}
+
+ado::Catalog& CRecorset::catalog() {
+  ensure_open();
+  catalog_.set_ActiveConnection(connection_);
+  return catalog_;
+}
+
+ado::Table& CRecorset::table_definition() {
+  if (!current_table) throw run_time_error(RunTime::object_not_set);
+  return *current_table;
 }
 
 }  // namespace quarno::data

@@ -3,8 +3,10 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
+#include "ado/Catalog.h"
 #include "ado/Connection.h"
 #include "ado/Recordset.h"
 #include "common/variant.h"
@@ -96,6 +98,31 @@ class CRecorset {
   bool delete_row();
   void execute(const std::string& statement, std::int32_t timeout_seconds, std::int32_t& affected);
   std::int32_t last_row_id();
+  /// The catalogue of the connection, which is opened when it is closed.
+  ado::Catalog& catalog();
+  /// The table that was opened last, or is being defined; raises 91 when there is none.
+  ado::Table& table_definition();
+  std::optional<ado::Table> current_table;
+
+  // Beyond the connection.
+
+  /// Of the current rows. False for a name that is not meant for it, or is taken.
+  bool save_snapshot(const std::string& path, bool over_file);
+  /// In place of the query; false, and the query is closed all the same, for a name that is not meant for it.
+  bool open_snapshot(const std::string& path);
+  /// The table in memory: closed at first, for fields to be added.
+  ado::Recordset& detached();
+  /// While no query is open it is also the current recordset.
+  void open_detached();
+  bool delete_detached_row();
+  bool move_detached_next() { return step_on(detached(), detached_past_end_); }
+  bool move_detached_previous() { return step_back(detached(), detached_past_end_); }
+  bool move_detached(std::int32_t count);
+  Variant detached_value(std::string_view name) const;
+  void set_detached_value(std::string_view name, const Variant& value) { set_field(detached(), name, value); }
+  void field_to_file(std::string_view name, const std::string& path);
+  /// Into the field of the row being edited; a missing file leaves it as it was.
+  void file_to_field(std::string_view name, const std::string& path);
 
   /// The open recordset; raises 3704 when there is none.
   ado::Recordset& open_rows() const;
@@ -107,6 +134,8 @@ class CRecorset {
   void tell(const char* text) const;
   bool on_row() const { return recordset_ && recordset_->on_row(); }
   Variant value_or_substitute(const ado::Recordset& rows, std::size_t index) const;
+  static bool set_field(ado::Recordset& rows, std::string_view name, const Variant& value);
+  static std::size_t long_column(const ado::Recordset& rows, std::string_view name);
   static bool step_on(ado::Recordset& rows, bool& past_end);
   static bool step_back(ado::Recordset& rows, bool& past_end);
   void take_child();
@@ -114,10 +143,14 @@ class CRecorset {
 
   Ptr<CError> error_;
   Ptr<ado::Connection> connection_;
+  ado::Catalog catalog_;
   Ptr<ado::Recordset> recordset_;
   Ptr<ado::Recordset> clone_;
-  Ptr<ado::Recordset> child_;    // of the current row of a hierarchy; null where the last field is no chapter
+  Ptr<ado::Recordset> child_;  // of the current row of a hierarchy; null where the last field is no chapter
+  Ptr<ado::Recordset> detached_;
+  bool detached_past_end_ = false;
   bool shaped_ = false;          // queries may be hierarchies
+  bool is_from_file_ = false;    // as may files
   bool child_past_end_ = false;  // as past_end_
   bool editing_ = false;         // a row is being added or edited
   bool past_end_ = false;        // MoveNext ran past the last row, or MovePrev past the first

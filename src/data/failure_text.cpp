@@ -16,4 +16,9 @@ std::string failure_box_text(std::string_view prefix, const ErrorRecord& failure
          "\r\nSource : " + failure.source + "\r\nDescription : " + failure.description;
 }
 
+void name_duplicate_key(Error& error) {
+  // Told by SQLSTATE, never by the text, which differs by engine and language.
+  if (error.sql_state == "23505") error.description = "Duplicated Key!";
+}
+
 }  // namespace quarno::data

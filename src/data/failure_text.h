@@ -16,4 +16,7 @@ std::string failure_log_line(Date time, std::string_view context, const ErrorRec
 /// The record as a message box shows it, behind the member's prefix.
 std::string failure_box_text(std::string_view prefix, const ErrorRecord& failure);
 
+/// Gives the error its fixed text when it says that a key is there already.
+void name_duplicate_key(Error& error);
+
 }  // namespace quarno::data

@@ -32,6 +32,8 @@ class DataFile {
   /// excludes it; raises where the file system has no locks.
   virtual bool try_lock(LockKind kind, std::uint64_t first, std::uint64_t count) = 0;
   virtual void unlock(std::uint64_t first, std::uint64_t count) = 0;
+  /// Whether the path names this very file, and not another one that took its place.
+  virtual bool is_at(std::string_view path) = 0;
 };
 
 class DataFiles {
@@ -46,6 +48,8 @@ class DataFiles {
   virtual void remove(std::string_view path) = 0;
   /// At once and whole: whoever opens `to` finds the old file or the new one.
   virtual void replace(std::string_view from, std::string_view to) = 0;
+  /// Renames at once, and never over a file that is there: then it raises 58.
+  virtual void publish(std::string_view from, std::string_view to) = 0;
   /// Returns when the folder's list of names is on the disk.
   virtual void sync_folder(std::string_view folder) = 0;
   /// Names of the regular files in a folder whose name does not begin with ".", in name order; none when

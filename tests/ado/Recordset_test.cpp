@@ -10,6 +10,7 @@
 #include "ado/ado_error.h"
 #include "common/convert.h"
 #include "support/outcome.h"
+#include "support/temp_folder.h"
 
 namespace quarno::ado {
 namespace {
@@ -346,6 +347,34 @@ TEST_F(RecordsetTest, AsynchronousFetchingBringsRowsAsTheyAreNeeded) {
     EXPECT_EQ(error([&] { broken->RecordCount(); }), kUnspecified);
     EXPECT_EQ(broken->value(1), Variant("n2"));
   }
+}
+
+TEST_F(RecordsetTest, AwayFromItsConnectionItKeepsWhatIsToBeSent) {
+  const test::TempFolder folder;
+  EXPECT_EQ(error([&] { opened()->set_ActiveConnection({}); }), number(Model::object_open));
+  const auto rows = opened(adLockOptimistic, adUseClient, adAsyncFetch);
+  rows->set_ActiveConnection({});
+  connection->Close();
+  EXPECT_EQ(rows->RecordCount(), 3) << "all rows came along";
+  rows->set_value(1, "x");
+  rows->MoveNext();
+  rows->Delete();
+  EXPECT_EQ(error([&] { rows->UpdateBatch(); }), number(Model::invalid_connection));
+  rows->Save(folder / "a.xml", adPersistXML);
+  EXPECT_TRUE(script.written.empty());
+  const auto file = make<Recordset>();
+  file->Open(folder / "a.xml", Variant(), adOpenStatic, adLockBatchOptimistic);
+  EXPECT_EQ(file->Status(), adRecModified);
+  EXPECT_EQ(error([&] { file->UpdateBatch(); }), number(Model::invalid_connection));
+  connection->Open();
+  file->set_ActiveConnection(connection);
+  file->UpdateBatch();
+  EXPECT_EQ(script.written,
+            (std::vector<std::string>{"UPDATE \"T\" SET \"Name\" = ? WHERE \"ID\" = ? AND \"Name\" = ? 3",
+                                      "DELETE FROM \"T\" WHERE \"ID\" = ? 1"}));
+  EXPECT_EQ(file->Status(), adRecUnmodified);
+  connection->Close();
+  EXPECT_EQ(file->State() + rows->State(), 1) << "it closes with the connection that it has now";
 }
 
 TEST_F(RecordsetTest, FieldsAreTheSameObjectAndEndWithTheirColumns) {

@@ -320,7 +320,8 @@ TEST_F(CDataTest, ADatabaseFileKeepsProcedures) {
   EXPECT_EQ(dialogs.boxes.at(0).substr(0, 20), "ExecuteStoredProc - ");
   EXPECT_TRUE(data->ExecuteSQL("CREATE PROCEDURE P AS PARAMETERS a Long; SELECT ID, S FROM A WHERE ID >= a"));
   EXPECT_TRUE(data->ExecuteSQL("CREATE PROCEDURE Q AS DELETE FROM A"));
-  EXPECT_TRUE(data->ExecuteStoredProc(text = "P", {Variant(std::int32_t{1}), "last"})) << data->Err_Description();
+  EXPECT_TRUE(data->ExecuteStoredProc(text = "P", {Variant(std::int32_t{1}), "last"}))
+      << data->Err_Description();
   EXPECT_EQ(data->GetFieldsName(), "ID,S") << data->Err_Description();
   EXPECT_TRUE(data->ExecuteStoredProc(text = "Q", {})) << data->Err_Description();
   EXPECT_TRUE(data->AccessQuery("SELECT * FROM A") && data->IsEof());

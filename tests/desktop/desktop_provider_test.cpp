@@ -9,8 +9,8 @@
 #include "ado/Fields.h"
 #include "ado/Recordset.h"
 #include "ado/ado_error.h"
-#include "providers/desktop/declared_type.h"
 #include "common/convert.h"
+#include "providers/desktop/declared_type.h"
 #include "support/outcome.h"
 #include "support/temp_folder.h"
 

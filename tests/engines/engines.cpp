@@ -85,6 +85,35 @@ const Database kEmbedded = {
     {kEndless, "", "Unrecognized database format", ""},
     kEmbeddedColumns};
 
+// Texts are never empty, numbers are digits in a field, dates are days.
+const std::vector<ColumnRow> kDbaseColumns = {
+    {"BOOLEAN", DataType::boolean, 2, kNoDecimals, false, {true, false}},
+    {"SMALLINT", DataType::real, 8, kNoDecimals, kZero, {-32768.0}},
+    {"INTEGER", DataType::real, 8, kNoDecimals, kZero, {-2147483648.0, 2147483647.0}},
+    {"DOUBLE", DataType::real, 8, kNoDecimals, kZero, {0.1, -12345678.5, 34558.0}},
+    {"CURRENCY", DataType::real, 8, kNoDecimals, kZero, {1.25, -92233720368547.5}},
+    {"DECIMAL(10,4)", DataType::real, 8, kNoDecimals, kZero, {-12345.6789}},
+    {"DATETIME", DataType::date, 8, kNoDecimals, kNone, kDays},
+    {"VARCHAR(50)", DataType::var_wchar, 50, kNoDecimals, kNone, {"perché €", "'; DROP--"}},
+    {"LONGTEXT", DataType::long_var_wchar, 536870910, kNoDecimals, kNone, {kLong}}};
+// A folder is found by the first table in it: one of a single field, without rows.
+const std::string kFirstTable = [] {
+  std::string bytes("\3\x7E\1\1\0\0\0\0\x41\0\2\0", 12);
+  bytes.resize(32);
+  bytes += "A";
+  bytes.resize(43);
+  bytes += 'C';
+  bytes.resize(48);
+  bytes += '\1';
+  bytes.resize(64);
+  return bytes + "\r\x1A";
+}();
+const Database kDbase = {{std::nullopt, ".", nullptr, "QuarnoFwk Desktop Engine", {"FIRST.DBF", kFirstTable}},
+                         {kRecursive, kRecursiveEnd, "'é' || x", "LONGTEXT", "\"\""},
+                         {"\"", "INTEGER", false, {}, {}, false},
+                         {kEndless, "", nullptr, "", "1e15", ado::kMultipleStep, ado::adRecInvalid},
+                         kDbaseColumns};
+
 const std::vector<ColumnRow> kSqliteDriverColumns = with_integers(
     {{"BIT", DataType::boolean, 2, kNoDecimals, false, {true, false}},
      // The driver makes a text of 15 digits of a number.
@@ -193,6 +222,7 @@ const Database kOracle = {
 // it.
 const Engine kEngines[] = {
     {"Embedded", data::Conn_Jet, &kEmbedded, ""},
+    {"Dbase", data::Conn_DB3, &kDbase, ""},
     {"SQLiteSource", data::Conn_ODBC, &kSqliteDriver, ""},
     {"MySQL3", data::Conn_MYSQL, &kMariaDb, ""},
     {"MySQL5", data::Conn_MYSQL5, &kMariaDb, ""},
@@ -215,7 +245,9 @@ std::vector<const Engine*> engines(Choose choose) {
     if (engine.real_server != nullptr && std::getenv(engine.real_server) == nullptr) continue;
     const bool served = engine.database->server.has_value();
     if (!served && (choose == Choose::servers || choose == Choose::one_a_server)) continue;
-    if (choose == Choose::one_of_ours && engine.real_server != nullptr) continue;
+    const bool ours = choose == Choose::one_of_ours || choose == Choose::ours_with_rules;
+    if (ours && engine.real_server != nullptr) continue;
+    if (choose == Choose::ours_with_rules && !engine.database->keeps_rules) continue;
     const bool again = !result.empty() && result.back()->database == engine.database;
     if (again && choose != Choose::all && choose != Choose::distinct && choose != Choose::servers) continue;
     // They differ from kind 0 in how a table is named and in nothing else.
@@ -238,7 +270,7 @@ void EngineTest::SetUp() {
   if (is_real()) ini.add_machine_drivers();
   const std::string problem = database().server ? server().ensure_running() : "";
   if (!problem.empty()) GTEST_SKIP() << engine().name << ": " << problem;
-  folder.put("a.db", "");
+  folder.put(database().first_file.first, database().first_file.second);
   data = reaching();
   // A server accepts before it lets anyone in.
   for (const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "ado/ado_error.h"
 #include "ado/enums.h"
 #include "data/CData.h"
 #include "platform/fake/fakes.h"
@@ -28,9 +29,10 @@ struct ColumnRow {
 
 struct Reached {
   std::optional<Server::Kind> server;
-  const char* own_database;  // the server's, or the file
-  const char* driver;        // its registered name; null: none is needed
-  const char* source;        // who signs its errors
+  const char* own_database;                                       // the server's, or the file
+  const char* driver;                                             // its registered name; null: none is needed
+  const char* source;                                             // who signs its errors
+  std::pair<const char*, std::string> first_file = {"a.db", ""};  // that there is without a server
 };
 struct Words {
   const char* series;  // rows 1 to N in a column x: what stands before N and behind it
@@ -48,12 +50,18 @@ struct Keys {
   std::vector<std::pair<const char*, const char*>> numberings;
   /// On a table {t}: a row that is added gets 7 in its W, each one added or changed in V leaves a row in {l}.
   std::vector<const char*> triggers;
+  /// Keys, constraints, numbers for rows, views and triggers; without them all columns tell a row.
+  bool keeps_rules = true;
 };
 struct Refusals {
   const char* slow;  // a statement of 5 s and more
   const char* login_refused;
-  const char* unknown_database;
+  const char* unknown_database;  // null: the name of one is checked before it is opened
   const char* connection_refused;
+  /// An ID that is refused in a second row, where the first one has 1: the error, and what a batch says.
+  const char* refused_id = "1";
+  std::int32_t refused_error = ado::kIntegrityViolation;
+  std::int32_t refused_status = ado::adRecIntegrityViolation;
 };
 struct Database : Reached, Words, Keys, Refusals {
   std::vector<ColumnRow> columns;
@@ -67,7 +75,7 @@ struct Engine {
   const char* real_server = nullptr;  // the variable that names it
 };
 
-enum class Choose { all, distinct, one_a_database, one_of_ours, servers, one_a_server };
+enum class Choose { all, distinct, one_a_database, one_of_ours, ours_with_rules, servers, one_a_server };
 std::vector<const Engine*> engines(Choose choose);
 
 /// What a connection is made with, where it is not the usual.

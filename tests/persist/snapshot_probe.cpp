@@ -10,7 +10,6 @@ int main(int argc, char** argv) try {
   const std::string folder = std::string(argv[1]) + "/";
   const auto rows = sample_rows();
   Saving what = saving(*rows);
-  --what.table.visible;
   what.table.is_updatable = true;
   what.table.command_timeout = 30;
   persist::save_snapshot(folder + "types.xml", what.table, what.order);

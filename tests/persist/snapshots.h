@@ -85,7 +85,6 @@ inline void add_chapters(Saving& saving, persist::TableToSave& to,
     chapter.relation = data.relation;
     chapter.is_computed = data.is_computed;
     chapter.table = {.rows = child,
-                     .visible = data.visible,
                      .reshape_name = data.reshape_name,
                      .is_updatable = false,
                      .command_timeout = to.command_timeout,
@@ -106,7 +105,6 @@ inline void add_chapters(Saving& saving, persist::TableToSave& to,
 inline Saving saving(const Opened& from) {
   Saving result;
   result.table = {.rows = from.rows.get(),
-                  .visible = from.extras->visible,
                   .reshape_name = from.extras->reshape_name,
                   .is_updatable = from.extras->is_updatable,
                   .command_timeout = from.extras->command_timeout,
@@ -120,7 +118,6 @@ inline Saving saving(const Opened& from) {
 inline Saving saving(RowSet& rows) {
   Saving result;
   result.table.rows = &rows;
-  result.table.visible = rows.columns().size();
   result.order = all_rows(rows);
   return result;
 }
@@ -149,6 +146,7 @@ inline std::string told(const std::vector<Column>& columns, bool with_all) {
     text += (text.empty() ? "" : " ") + c.name + ":" + std::to_string(static_cast<int>(c.type)) + ":" +
             std::to_string(c.defined_size);
     if (c.scale != 255) text += "(" + std::to_string(c.precision) + "," + std::to_string(c.scale) + ")";
+    if (c.hidden) text += "?";
     if (!with_all) continue;
     text += "/" + std::to_string(c.attributes) + "/" + std::to_string(c.precision) + "/" + c.base_table +
             "." + c.base_column + (c.key ? "!" : "") + (c.auto_increment ? "#" : "");
@@ -182,7 +180,7 @@ inline std::string told(const std::vector<persist::ChapterData>& chapters) {
     for (const auto& [parent, own] : chapter.relation) {
       text += " " + std::to_string(parent) + "=" + std::to_string(own);
     }
-    text += " [" + told(chapter.columns, false) + "]" + std::to_string(chapter.visible) + ":";
+    text += " [" + told(chapter.columns, false) + "]:";
     for (std::size_t row = 0; row < chapter.rows.row_count(); ++row) {
       for (std::size_t i = 0; i < chapter.columns.size(); ++i) {
         text += (i == 0 ? " " : "|") + told(chapter.columns[i], chapter.rows.column(i).value(row));
@@ -286,6 +284,7 @@ inline std::unique_ptr<RowSet> sample_rows() {
   columns[0].base_column = "plain";
   columns[0].key = columns[0].auto_increment = true;
   columns[0].attributes = adFldFixed | adFldKeyColumn;
+  columns.back().hidden = true;
   rows[1][0] = std::int32_t{7};
   return row_set(std::make_unique<MadeRows>(columns, rows));
 }

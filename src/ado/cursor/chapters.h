@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -13,6 +14,13 @@
 namespace quarno::ado {
 
 class RowSet;
+
+/// How the chapters of a column come from one result.
+struct ChapterRelation {
+  std::shared_ptr<RowSet> child;
+  std::vector<std::pair<std::size_t, std::size_t>> columns;  // of parent and child, whose values are equal
+  bool is_computed = false;                                  // the parent's rows are groups of the child's
+};
 
 class Chapters {
  public:
@@ -27,6 +35,8 @@ class Chapters {
   /// Columns of the child, each with the value that a row added for the parent's row has in it.
   virtual std::vector<std::pair<std::size_t, Variant>> presets(const RowSet& parent,
                                                                std::size_t parent_row) const = 0;
+  /// Nothing where they are read row by row.
+  virtual std::optional<ChapterRelation> relation() const { return std::nullopt; }
 };
 
 }  // namespace quarno::ado

@@ -209,6 +209,7 @@ void ColumnData::append_real(double value) {
       if (const auto exact = Decimal::from_double(value)) return append_fixed(*exact);
       break;
     case Layout::currency:
+      if (const auto money = Currency::exactly(value)) return append_fixed(*money);
       if (const auto exact = Decimal::from_double(value)) {
         if (const auto money = Currency::from_decimal(*exact)) return append_fixed(*money);
       }

@@ -15,10 +15,12 @@ ColumnStore store_for(const std::vector<Column>& columns) {
 
 namespace {
 
-std::vector<std::string> names_of(const std::vector<Column>& columns) {
+std::vector<std::string> names_of_fields(const std::vector<Column>& columns) {
   std::vector<std::string> names;
   names.reserve(columns.size());
-  for (const Column& column : columns) names.push_back(column.name);
+  for (const Column& column : columns) {
+    if (!column.hidden) names.push_back(column.name);
+  }
   return names;
 }
 
@@ -55,14 +57,15 @@ RowSet::RowSet(std::unique_ptr<Rows> source, std::string_view query)
     : source_(std::move(source)),
       columns_(source_->chapters() != nullptr ? source_->columns()
                                               : without_doubtful_origins(source_->columns(), query)),
-      names_(names_of(columns_)),
+      names_(names_of_fields(columns_)),
       base_table_(table_of(columns_)),
       store_(store_for(columns_)) {
   if (const auto* const chapters = source_->chapters()) chapters_ = *chapters;
   has_origin_ = std::any_of(columns_.begin(), columns_.end(),
                             [](const Column& column) { return !column.base_table.empty(); });
-  names_differ_ = !columns_.empty();
-  for (std::size_t i = 0; i < columns_.size() && names_differ_; ++i) {
+  for (const Column& column : columns_) field_count_ += column.hidden ? 0 : 1;
+  names_differ_ = field_count_ > 0;
+  for (std::size_t i = 0; i < field_count_ && names_differ_; ++i) {
     names_differ_ = names_.find(columns_[i].name) == static_cast<std::int32_t>(i);
   }
 }

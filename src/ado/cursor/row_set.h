@@ -39,11 +39,14 @@ class RowSet {
   /// The same, but the next rows take the place of all that are here, which stay when there are none.
   bool replace(std::size_t limit);
 
+  /// All columns; those that are hidden are the last.
   const std::vector<Column>& columns() const { return columns_; }
-  /// Position of a column or NameIndex::kUnknown; the first of several equal names.
+  /// Columns that are fields.
+  std::size_t field_count() const { return field_count_; }
+  /// Position of a field or NameIndex::kUnknown; the first of several equal names.
   std::int32_t find_column(std::string_view name) const {
     // Hosts mostly ask for the fields in their order.
-    const std::size_t next = asked_last_ + 1 < columns_.size() ? asked_last_ + 1 : 0;
+    const std::size_t next = asked_last_ + 1 < field_count_ ? asked_last_ + 1 : 0;
     if (names_differ_ && text::same_bytes(columns_[next].name, name)) {
       asked_last_ = next;
       return static_cast<std::int32_t>(next);
@@ -117,6 +120,7 @@ class RowSet {
   std::unique_ptr<Rows> source_;  // null once it was read to its end
   std::optional<Error> failure_;
   std::vector<Column> columns_;
+  std::size_t field_count_ = 0;
   NameIndex names_;
   bool names_differ_ = false;
   mutable std::size_t asked_last_ = 0;

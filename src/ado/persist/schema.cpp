@@ -246,9 +246,9 @@ RowShape SchemaReader::shape_of(const Element& element,
     column.base_column = attribute.base_column;
     column.key = (attribute.flags & adFldKeyColumn) != 0;
     column.auto_increment = attribute.is_auto_numbered;
+    column.hidden = attribute.is_hidden;
     shape.columns.push_back(std::move(column));
     shape.places.push_back({attribute.key, !attribute.must_be || (attribute.flags & adFldIsNullable) != 0});
-    shape.visible += attribute.is_hidden ? 0 : 1;
     numbers.push_back(*attribute.number);
   }
   if (parent_numbers != nullptr) {

@@ -55,7 +55,6 @@ struct RowShape {
   bool is_updatable = false;
   std::vector<Column> columns;  // hidden ones are the last
   std::vector<FileColumn> places;
-  std::size_t visible = 0;
   // Of a chapter only.
   std::size_t position = 0;  // among its parent's fields
   bool is_computed = false;

@@ -136,7 +136,6 @@ ChapterData chapter_data(const RowShape& shape) {
   data.position = shape.position;
   data.relation = shape.relation;
   data.is_computed = shape.is_computed;
-  data.visible = shape.visible;
   for (const RowShape& chapter : shape.chapters) data.chapters.push_back(chapter_data(chapter));
   return data;
 }
@@ -163,7 +162,7 @@ class SnapshotReader::Parsing {
   }
 
   const RowShape& shape() const { return shape_; }
-  std::shared_ptr<const Extras> extras() const { return extras_; }
+  std::shared_ptr<Extras> extras() const { return extras_; }
 
   std::size_t fetch(ColumnStore& store, std::size_t limit) {
     store_ = &store;
@@ -393,7 +392,6 @@ void SnapshotReader::Parsing::end() {
   if (open_.back().place == Place::schema) return schema_.end();
   shape_ = schema_.finish();
   taker_.emplace(shape_);
-  extras_->visible = shape_.visible;
   extras_->reshape_name = shape_.reshape_name;
   extras_->is_updatable = shape_.is_updatable;
   extras_->command_timeout = shape_.command_timeout;
@@ -405,7 +403,7 @@ SnapshotReader::SnapshotReader(ByteSource source) : parsing_(std::make_unique<Pa
 SnapshotReader::~SnapshotReader() = default;
 
 const std::vector<Column>& SnapshotReader::columns() const { return parsing_->shape().columns; }
-std::shared_ptr<const Extras> SnapshotReader::extras() const { return parsing_->extras(); }
+std::shared_ptr<Extras> SnapshotReader::extras() const { return parsing_->extras(); }
 std::size_t SnapshotReader::fetch(ColumnStore& store, std::size_t limit) {
   return parsing_->fetch(store, limit);
 }

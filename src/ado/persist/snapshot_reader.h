@@ -33,7 +33,6 @@ struct ChapterData {
   std::vector<std::pair<std::size_t, std::size_t>> relation;
   bool is_computed = false;  // a group of rows that its parent sums up
   std::vector<Column> columns;
-  std::size_t visible = 0;  // columns that are fields; those behind them only tell rows apart
   ColumnStore rows;
   std::vector<ChapterData> chapters;
 };
@@ -47,7 +46,6 @@ struct PendingRow {
 };
 
 struct Extras {
-  std::size_t visible = 0;  // as in ChapterData
   std::string reshape_name;
   bool is_updatable = false;
   std::optional<std::int32_t> command_timeout;  // missing where the rows came from no source
@@ -66,7 +64,7 @@ class SnapshotReader : public Rows {
 
   const std::vector<Column>& columns() const override;
   std::size_t fetch(ColumnStore& store, std::size_t limit) override;
-  std::shared_ptr<const Extras> extras() const;
+  std::shared_ptr<Extras> extras() const;
 
  private:
   class Parsing;

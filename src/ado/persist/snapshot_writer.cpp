@@ -215,7 +215,7 @@ void TableWriter::write_column(const std::string& indent, std::size_t index) con
     text_attribute("rs:basecolumn", column.base_column, column.name);
     if (column.key || (column.attributes & adFldKeyColumn) != 0) put(" rs:keycolumn='true'");
   }
-  if (index >= table_.visible) put(" rs:hidden='true'");
+  if (column.hidden) put(" rs:hidden='true'");
   if (column.auto_increment) put(" rs:autoincrement='true'");
   put(">\r\n");
   put(indent);
@@ -375,10 +375,11 @@ class FileBeside {
     file_->write_at(size_, bytes);
     size_ += bytes.size();
   }
-  void place() {
+  void place(OverFile over) {
     file_->sync();
     file_.reset();
-    platform::data_files().replace(name_, path_);
+    platform::DataFiles& files = platform::data_files();
+    over == OverFile::yes ? files.replace(name_, path_) : files.publish(name_, path_);
     is_placed_ = true;
   }
 
@@ -413,10 +414,11 @@ void write_snapshot(const TableToSave& table, std::span<const std::size_t> order
   output.flush();
 }
 
-void save_snapshot(std::string_view path, const TableToSave& table, std::span<const std::size_t> order) {
+void save_snapshot(std::string_view path, const TableToSave& table, std::span<const std::size_t> order,
+                   OverFile over) {
   FileBeside file(path);
   write_snapshot(table, order, [&](std::string_view bytes) { file.write(bytes); });
-  file.place();
+  file.place(over);
 }
 
 }  // namespace quarno::ado::persist

@@ -21,7 +21,6 @@ struct ChapterToSave;
 /// The rows of a recordset or of a chapter. What it refers to is the caller's and stays as it is meanwhile.
 struct TableToSave {
   RowSet* rows = nullptr;
-  std::size_t visible = 0;   // columns that are fields; the others are written as hidden
   std::string reshape_name;  // in a hierarchy
   bool is_updatable = false;
   /// Missing for rows without a source, whose columns a host made.
@@ -45,7 +44,10 @@ struct ChapterToSave {
 /// has a part by then. A hierarchy with pending changes raises 3251.
 void write_snapshot(const TableToSave& table, std::span<const std::size_t> order, const ByteSink& sink);
 
-/// The same into a file, which is there whole or as it was before.
-void save_snapshot(std::string_view path, const TableToSave& table, std::span<const std::size_t> order);
+enum class OverFile : bool { no, yes };
+/// The same into a file, which is there whole or as it was before. Without leave to write over a file that is
+/// there it raises 58.
+void save_snapshot(std::string_view path, const TableToSave& table, std::span<const std::size_t> order,
+                   OverFile over = OverFile::yes);
 
 }  // namespace quarno::ado::persist

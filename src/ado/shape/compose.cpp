@@ -319,7 +319,7 @@ class Composer {
       relations.push_back({shape.items.size() + i, keys.chosen[i]});
     }
     const std::string& alias = shape.parent.alias.empty() ? shape.parent.text : shape.parent.alias;
-    const auto chapters = std::make_shared<JoinedChapters>(child, std::move(own), std::move(relations));
+    const auto chapters = std::make_shared<JoinedChapters>(child, std::move(own), std::move(relations), true);
     const std::vector<NamedChapter> named = {{alias, {}, chapters}};
     for (const Item& item : shape.items) {
       if (item.kind != Item::Kind::chapter) {

@@ -37,6 +37,12 @@ std::vector<std::pair<std::size_t, Variant>> JoinedChapters::presets(const RowSe
   return result;
 }
 
+std::optional<ChapterRelation> JoinedChapters::relation() const {
+  ChapterRelation result{child_, {}, is_computed_};
+  for (const RelatedColumns& each : relations_) result.columns.emplace_back(each.parent, each.child);
+  return result;
+}
+
 std::shared_ptr<RowSet> QueriedChapters::rows(const RowSet& parent, std::size_t parent_row) {
   const auto found = read_.find(parent_row);
   if (found != read_.end()) return found->second;

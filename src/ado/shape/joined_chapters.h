@@ -23,8 +23,12 @@ struct RelatedColumns {
 class JoinedChapters : public Chapters {
  public:
   /// Children without a relation belong to the group of the parent's own number.
-  JoinedChapters(std::shared_ptr<RowSet> child, Join join, std::vector<RelatedColumns> relations)
-      : child_(std::move(child)), join_(std::move(join)), relations_(std::move(relations)) {}
+  JoinedChapters(std::shared_ptr<RowSet> child, Join join, std::vector<RelatedColumns> relations,
+                 bool is_computed = false)
+      : child_(std::move(child)),
+        join_(std::move(join)),
+        relations_(std::move(relations)),
+        is_computed_(is_computed) {}
 
   /// As they were read, without those that were added.
   std::span<const std::uint32_t> read_members(std::size_t parent_row) const;
@@ -35,6 +39,7 @@ class JoinedChapters : public Chapters {
   void add(std::size_t parent_row, std::size_t row) override;
   std::vector<std::pair<std::size_t, Variant>> presets(const RowSet& parent,
                                                        std::size_t parent_row) const override;
+  std::optional<ChapterRelation> relation() const override;
 
  private:
   std::uint32_t group_of(std::size_t parent_row) const {
@@ -44,6 +49,7 @@ class JoinedChapters : public Chapters {
   std::shared_ptr<RowSet> child_;
   Join join_;
   std::vector<RelatedColumns> relations_;
+  bool is_computed_;
   std::map<std::uint32_t, std::vector<std::size_t>> added_;              // by group
   std::map<std::size_t, std::vector<std::size_t>> added_without_group_;  // by parent row
 };

@@ -23,6 +23,7 @@ class ShapeSession : public Session {
                        std::int32_t timeout_seconds) override {
     return data_->execute_with(statement, parameters, timeout_seconds);
   }
+  SchemaSource* schema() override { return data_->schema(); }
   void prepare_editing(const std::string& statement) override {
     if (!is_shape(statement)) return data_->prepare_editing(statement);
     to_be_edited_ = statement;

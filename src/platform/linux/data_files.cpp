@@ -67,6 +67,14 @@ class LinuxDataFile : public DataFile {
     if (!set_lock(F_UNLCK, first, count)) throw file_error(errno, path_);
   }
 
+  bool is_at(std::string_view path) override {
+    struct stat own {};
+    struct stat there {};
+    if (::fstat(descriptor_, &own) != 0) throw file_error(errno, path_);
+    return ::stat(existing_path(path).c_str(), &there) == 0 && own.st_dev == there.st_dev &&
+           own.st_ino == there.st_ino;
+  }
+
  private:
   bool set_lock(int type, std::uint64_t first, std::uint64_t count) const {
     struct flock range {};
@@ -102,6 +110,19 @@ class LinuxDataFiles : public DataFiles {
   void replace(std::string_view from, std::string_view to) override {
     const std::string source = existing_path(from);
     if (::rename(source.c_str(), existing_path(to).c_str()) != 0) throw file_error(errno, source);
+  }
+
+  void publish(std::string_view from, std::string_view to) override {
+    const std::string source = existing_path(from);
+    const std::string target = existing_path(to);
+    int result = ::renameat2(AT_FDCWD, source.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE);
+    // Some file systems cannot rename so; a second name is never put over another one.
+    if (result != 0 && (errno == EINVAL || errno == ENOSYS)) {
+      result = ::link(source.c_str(), target.c_str());
+      if (result == 0) ::unlink(source.c_str());
+    }
+    if (result != 0 && errno == EEXIST) throw run_time_error(RunTime::file_already_exists, target);
+    if (result != 0) throw file_error(errno, source);
   }
 
   void sync_folder(std::string_view folder) override {

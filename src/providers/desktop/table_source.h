@@ -35,6 +35,8 @@ class TableSource {
   virtual std::vector<SavedQuery> queries() { return {}; }
   /// Whether tables can be made, changed and dropped.
   virtual bool is_writable() const = 0;
+  /// How long a statement waits from now on for others that write.
+  virtual void set_patience_ms(int /*milliseconds*/) {}
   /// Raises what is in the way: a name that is taken, a type that cannot be kept.
   virtual void create(sqlite3* database, const std::string& name, const std::vector<NewColumn>& columns) = 0;
   virtual void drop(sqlite3* database, const std::string& name) = 0;

@@ -8,6 +8,7 @@
 #include "ado/ado_error.h"
 #include "ado/write_statement.h"
 #include "common/text.h"
+#include "providers/odbc/catalog.h"
 #include "providers/odbc/dbms.h"
 #include "providers/odbc/odbc_provider.h"
 #include "providers/odbc/origins.h"
@@ -42,6 +43,7 @@ class OdbcSession : public ado::Session {
       : link_(std::move(link)),
         engine_(engine),
         dbms_(dbms_named(info_text(*link_, SQL_DBMS_NAME))),
+        catalog_(*this, dbms_.name),
         // With one reader at a time nothing can be asked about a result while it is open.
         asks_while_reading_(info_number(*link_, SQL_MAX_CONCURRENT_ACTIVITIES) != 1),
         loses_prepared_(info_number(*link_, SQL_CURSOR_COMMIT_BEHAVIOR) == SQL_CB_DELETE) {}
@@ -62,6 +64,7 @@ class OdbcSession : public ado::Session {
   int transaction_level() const override { return in_transaction_ ? 1 : 0; }
   bool is_alive() override;
   const ado::Dialect& dialect() const override { return dbms_.dialect; }
+  ado::SchemaSource* schema() override { return catalog_.is_known() ? &catalog_ : nullptr; }
 
  private:
   // After a failure that undid the whole transaction, what the host believes to be inside it must not be
@@ -111,6 +114,7 @@ class OdbcSession : public ado::Session {
   int savepoints_ = 0;  // one within the other
   std::int64_t transactions_ = 0;
   const Dbms& dbms_;
+  OdbcCatalog catalog_;
   bool asks_while_reading_;
   bool loses_prepared_;
   bool in_transaction_ = false;

@@ -25,11 +25,9 @@ class Folder : public TableSource {
   std::vector<std::string> names() override;
   bool bring(sqlite3* database, std::string_view name, const GoOn& go_on) override;
   bool is_writable() const override { return site_->may_write; }
+  void set_patience_ms(int milliseconds) override { site_->patience_ms = milliseconds; }
   void create(sqlite3* database, const std::string& name, const std::vector<NewColumn>& columns) override;
   void drop(sqlite3* database, const std::string& name) override;
-
-  /// How long a statement waits for another connection's transaction before it fails.
-  void set_patience_ms(int patience_ms) { site_->patience_ms = patience_ms; }
 
  private:
   struct Opened {

@@ -85,9 +85,9 @@ void Cursor::go_on() {
   }
 }
 
-// Goes on to the next record that is not deleted.
+// Goes on to the next record that is not deleted. New ones may have been rolled back meanwhile.
 void Cursor::settle() {
-  for (; record < end; go_on()) {
+  for (; record < std::min(end, file.count()); go_on()) {
     now = locate();
     if (*now != kDeleted) return;
   }

@@ -28,6 +28,12 @@ GoOn until(const providers::TimeLimit& limit) {
   return [end = *limit] { return std::chrono::steady_clock::now() < end; };
 }
 
+// What would be made in the engine's own database only, and be gone with the connection.
+bool defines(const std::string& step) {
+  const std::vector<jet::Token> tokens = jet::tokens_of(step);
+  return tokens[0].is_word("create") || tokens[0].is_word("alter") || tokens[0].is_word("drop");
+}
+
 // "{call p(1)}", "{? = call p}" and "call p(1)" as Jet calls a saved query.
 std::string call_as_execute(const std::string& text) {
   const std::vector<jet::Token> tokens = jet::tokens_of(text);
@@ -58,10 +64,14 @@ class SqliteSession::Unlocked {
   SqliteSession& session_;
 };
 
+const std::vector<SavedQuery>& SqliteSession::source_queries() {
+  if (!queries_) queries_ = source_->queries();
+  return *queries_;
+}
+
 std::optional<std::string> SqliteSession::saved_query(std::string_view name) {
   if (source_ != nullptr) {
-    if (!queries_) queries_ = source_->queries();
-    for (const SavedQuery& query : *queries_) {
+    for (const SavedQuery& query : source_queries()) {
       if (!text::equal_fold(query.name, name)) continue;
       if (query.text.empty())
         throw refusal(ado::kErrorsInCommand, "The saved query '" + query.name + "' cannot be read.");
@@ -137,7 +147,7 @@ ado::Outcome SqliteSession::execute_values(const std::string& text, std::span<co
           std::exchange(to_be_edited_, {}) == text,
           values,
           {}};
-  sqlite3_busy_timeout(database_.get(), providers::lock_patience_ms(timeout_seconds));
+  wait_at_most(providers::lock_patience_ms(timeout_seconds));
   schema_.forget();
   if (text::equal_fold(text::trim(text), "SELECT @@Identity")) {
     jet::Step number;
@@ -212,6 +222,12 @@ ado::Outcome SqliteSession::run_step(const jet::Step& step, const Run& run, ado:
   }
   Statement statement = prepare(step.text);
   if (statement == nullptr) return before;  // only a comment
+  if (source_ != nullptr && source_->is_writable() && defines(step.text)) {
+    throw refusal(
+        ado::kErrorsInCommand,
+        "This kind of database keeps tables alone: no views, indexes or triggers, and no other columns "
+        "in a table that is there.");
+  }
   if (!run.values.empty()) bind(statement.get(), run.values, step.text);
   const bool changes = sqlite3_stmt_readonly(statement.get()) == 0;
   if (changes) key_widths_.clear();

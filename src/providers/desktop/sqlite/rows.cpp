@@ -40,6 +40,7 @@ bool reading_changes(ado::Layout layout, std::int64_t value) {
 }
 bool reading_changes(ado::Layout layout, double value) {
   if (layout == ado::Layout::single) return double{static_cast<float>(value)} != value;
+  if (layout == ado::Layout::currency) return !Currency::exactly(value);
   return layout == ado::Layout::boolean || is_exact(layout);
 }
 

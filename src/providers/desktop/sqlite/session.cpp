@@ -66,12 +66,10 @@ SqliteSession::SqliteSession(Database database, std::unique_ptr<TableSource> sou
           [this](const std::string& select) { return pairs_of(select); }) {
   // Texts compare without their letter case, but a change of it is a change.
   dialect_.same_text = " = ? COLLATE BINARY";
-  // Columns of text disregard letter case.
-  dialect_.same_text = " = ? COLLATE BINARY";
   dialect_.call_open = "EXECUTE ";
   dialect_.call_close = "";
   sqlite3_extended_result_codes(database_.get(), 1);
-  sqlite3_busy_timeout(database_.get(), providers::kLockPatienceMs);
+  wait_at_most(providers::kLockPatienceMs);
   register_functions(database_.get());
   run("PRAGMA foreign_keys = ON");
   // The engine opens lazily: this reads the file, so that a damaged one is reported now.
@@ -98,6 +96,11 @@ void SqliteSession::run(const std::string& statement) const {
   const Statement prepared_statement = prepare(statement);
   const int result = sqlite3_step(prepared_statement.get());
   if (result != SQLITE_DONE && result != SQLITE_ROW) throw failure(statement);
+}
+
+void SqliteSession::wait_at_most(int milliseconds) {
+  sqlite3_busy_timeout(database_.get(), milliseconds);
+  if (source_ != nullptr) source_->set_patience_ms(milliseconds);
 }
 
 std::string SqliteSession::identity_query() const {
@@ -140,7 +143,7 @@ void SqliteSession::bind(sqlite3_stmt* handle, std::span<const Variant> values,
 
 std::int64_t SqliteSession::write_once(const std::string& statement, std::span<const Variant> parameters) {
   refuse_when_lost();
-  sqlite3_busy_timeout(database_.get(), providers::lock_patience_ms(write_seconds_));
+  wait_at_most(providers::lock_patience_ms(write_seconds_));
   const providers::Deadline deadline(database_.get(), providers::time_limit(write_seconds_));
   sqlite3_stmt* const handle = prepared(statement);
   // Reset first and last: an error of an earlier step is reported again by the reset after it.
@@ -255,7 +258,7 @@ void SqliteSession::begin() {
   // when a read lock is to become a write lock in the middle of a transaction. Readers go on reading.
   const bool can_write = !is_read_only() && sqlite3_db_readonly(database_.get(), "main") == 0;
   const std::string outermost = can_write ? "BEGIN IMMEDIATE" : "BEGIN";
-  sqlite3_busy_timeout(database_.get(), providers::kLockPatienceMs);
+  wait_at_most(providers::kLockPatienceMs);
   run(level_ == 0 ? outermost : "SAVEPOINT quarnofwk_" + std::to_string(level_));
   ++level_;
 }

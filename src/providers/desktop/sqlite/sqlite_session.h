@@ -16,7 +16,7 @@
 
 namespace quarno::desktop::sqlite {
 
-class SqliteSession : public ado::Session {
+class SqliteSession : public ado::Session, private ado::SchemaSource {
  public:
   /// Without a source the tables are the database's own.
   SqliteSession(Database database, std::unique_ptr<TableSource> source);
@@ -46,9 +46,20 @@ class SqliteSession : public ado::Session {
   bool has_indexes() const override { return true; }
   std::optional<std::vector<ado::IndexColumn>> index_columns(const std::string& table,
                                                              const std::string& index) override;
+  ado::SchemaSource* schema() override { return this; }
 
  private:
   class Unlocked;
+  // The catalogue (catalog.cpp).
+  std::vector<ado::TableEntry> tables() override;
+  std::vector<ado::StoredQuery> views() override;
+  std::vector<ado::StoredQuery> procedures() override;
+  std::vector<ado::IndexDefinition> indexes(const std::string& table) override;
+  ado::Ddl ddl() const override { return source_ == nullptr ? ado::Ddl::jet : ado::Ddl::folder; }
+  void create_procedure(const std::string& name, const std::string& text) override;
+  std::string key_name(const std::string& table);
+  std::vector<std::vector<std::string>> texts_of(const char* query, std::string_view parameter = {}) const;
+
   /// What the steps of a statement share.
   struct Run {
     providers::TimeLimit limit;
@@ -61,6 +72,8 @@ class SqliteSession : public ado::Session {
   void run(const std::string& statement) const;
   Statement prepare(std::string_view statement) const;
   Error failure(std::string_view statement) const;
+  /// For others that write.
+  void wait_at_most(int milliseconds);
   std::int64_t last_row_id() const { return sqlite3_last_insert_rowid(database_.get()); }
   // Answers from the session, because the engine has no such variable; no row as long as nothing was
   // inserted.
@@ -71,6 +84,7 @@ class SqliteSession : public ado::Session {
   void bring(std::string_view name, const GoOn& go_on, int nesting);
   void bring_named(const std::string& text, const GoOn& go_on, int nesting);
   std::optional<std::string> saved_query(std::string_view name);
+  const std::vector<SavedQuery>& source_queries();
   void define_procedure(const jet::Step& step);
   ado::Outcome execute_values(const std::string& text, std::span<const Variant> values,
                               std::int32_t timeout_seconds);
