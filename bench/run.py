@@ -27,6 +27,8 @@ def main() -> int:
     subprocess.run([binaries / "odbc_read_bench", HERE / "pyodbc_read.py"], check=True, env=quiet, timeout=TIMEOUT_S)
     print("\nWriting in one transaction against prepared single-row inserts:", flush=True)
     subprocess.run([binaries / "write_bench"], check=True, env=quiet, timeout=TIMEOUT_S)
+    print("\nAccess files and dBASE folders against mdb-export and the engine's C interface:", flush=True)
+    subprocess.run([binaries / "desktop_bench"], check=True, env=quiet, timeout=TIMEOUT_S)
     print("\nImport of measurements against the sqlite3 shell:", flush=True)
     return subprocess.run([sys.executable, HERE / "import_ratio.py", "--station", binaries / "station", *sys.argv[2:]],
                           env=quiet, timeout=TIMEOUT_S).returncode

@@ -51,6 +51,26 @@ class Station(Case):
 
         self.assertEqual((printed, type(where.value), d.Err_Number), ([45292.5, 45293.0], str, 0))
 
+    def test_beyond_a_connection(self):
+        d = self.station()
+        self.assertTrue(d.AccessQuery("SELECT NOX, NOTE FROM MISURE ORDER BY DT_VALUE"), d.Err_Description)
+        d.GetRecordSet().ActiveConnection = None
+        d.CloseConnection()
+        self.assertIs(d.XML_Save("a.xml"), True)
+        self.assertTrue(d.XML_OpenSchema("a.xml") and d.XML_ReadField("NOTE") == "è", d.Err_Description)
+        rs = Dispatch("ADODB.Recordset")
+        rs.Fields.Append("B", d.F_adLongVarBinary, 0, 32)
+        rs.Open()
+        rs.AddNew()
+        for piece in (b"ab", b"c"):
+            rs.Fields("B").AppendChunk(piece)
+        self.assertEqual([rs.Fields("B").GetChunk(2) for _ in range(3)], [b"ab", b"c", Null])
+        d.Persist_AddField("V", d.F_adDouble)
+        d.Persist_Open()
+        d.Persist_AddNew()
+        d["Persist_Set£"]("V", 2.5)
+        self.assertEqual((d.Persist_Save(), d.Persist_GetValue("V"), d.Err_Number), (True, 2.5, 0))
+
     def test_objects_it_hands_out(self):
         d = self.station()
         d.m_Tabella = "MISURE"

@@ -210,6 +210,14 @@ TEST(DataFiles, ReadsWritesLocksAndReplaces) {
   data_files().replace(folder / "new", path);
   data_files().sync_folder(folder.path());
   EXPECT_EQ(bytes_of(path), "whole");
+  EXPECT_FALSE(first->is_at(path));  // it lost its name to the other one
+  folder.put("made", "later");
+  const auto made = data_files().open(folder / "made", DataFiles::Access::read);
+  EXPECT_EQ(error_of([&] { data_files().publish(folder / "made", path); }), 58);
+  EXPECT_EQ(bytes_of(path), "whole");
+  data_files().publish(folder / "made", folder / "other");
+  EXPECT_TRUE(made->is_at(folder / "other") && !made->is_at(folder / "made"));
+  data_files().remove(folder / "other");
   folder.put(".hidden", "");
   std::filesystem::create_directory(folder / "sub");
   EXPECT_EQ(data_files().names(folder.path()), std::vector<std::string>{"t.dbf"});

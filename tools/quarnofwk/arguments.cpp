@@ -50,6 +50,18 @@ bool store_text(Arguments& arguments, const std::string& option, const std::stri
   return false;
 }
 
+// Options of every command; false when it is none of them.
+bool read_password_option(Arguments& arguments, const std::string& word) {
+  if (word == "--password") {
+    throw UsageError(
+        "a password on the command line is seen by every user; use QUARNOFWK_PASSWORD or "
+        "--password-stdin");
+  }
+  if (word != "--password-stdin") return false;
+  arguments.password_from_input = true;
+  return true;
+}
+
 void read_query(Arguments& arguments, int count, const char* const* words) {
   bool has_kind = false;
   bool has_statement = false;
@@ -61,15 +73,7 @@ void read_query(Arguments& arguments, int count, const char* const* words) {
       arguments.statement = word;
       continue;
     }
-    if (word == "--password-stdin") {
-      arguments.password_from_input = true;
-      continue;
-    }
-    if (word == "--password") {
-      throw UsageError(
-          "a password on the command line is seen by every user; use QUARNOFWK_PASSWORD or "
-          "--password-stdin");
-    }
+    if (read_password_option(arguments, word)) continue;
     if (i + 1 == count) throw UsageError(word + " is unknown or has no value");
     const std::string value = words[++i];
     if (word == "--kind") {
@@ -88,11 +92,36 @@ void read_query(Arguments& arguments, int count, const char* const* words) {
   if (arguments.statement.empty()) throw UsageError("the statement is missing");
 }
 
+void read_convert(Arguments& arguments, int count, const char* const* words) {
+  for (int i = 2; i < count; ++i) {
+    const std::string word = words[i];
+    if (!word.starts_with("--")) {
+      std::string& file = arguments.source.empty() ? arguments.source : arguments.target;
+      if (word.empty() || !arguments.target.empty())
+        throw UsageError("convert takes two files, OLD.mdb and NEW.db");
+      file = word;
+    } else if (word == "--code-page") {
+      if (i + 1 == count) throw UsageError(word + " has no value");
+      arguments.code_page = number(word, words[++i], 32767);
+    } else if (word == "--skip-damage") {
+      arguments.skips_damage = true;
+    } else if (word == "--progress") {
+      arguments.shows_progress = true;
+    } else if (word == "--quiet") {
+      arguments.is_quiet = true;
+    } else if (!read_password_option(arguments, word)) {
+      throw UsageError(word + " is unknown");
+    }
+  }
+  if (arguments.target.empty()) throw UsageError("convert takes two files, OLD.mdb and NEW.db");
+}
+
 }  // namespace
 
 const char* const kHelp =
     R"(Usage: quarnofwk providers
        quarnofwk query --kind KIND [OPTION VALUE]... "SELECT ..."
+       quarnofwk convert [OPTION]... OLD.mdb NEW.db
        quarnofwk --help | --version
 
 providers   lists the kinds of database, what each reaches on this machine, and
@@ -110,6 +139,13 @@ query       runs one statement and prints its rows:
   --timeout N       seconds for connecting and for the statement
   --format FORMAT   table (default), csv or jsonl
   --password-stdin  reads the password from the first line of standard input
+convert     makes a database file that can be changed from an Access file, which
+            is only read, and lists what could not be carried over:
+  --code-page N     code page of the texts, where an old file (Jet 3) lies
+  --skip-damage     goes on without what cannot be read
+  --progress        tells how far it is, also where nobody is looking
+  --quiet           prints only what could not be carried over
+  --password-stdin  as above
 
 The password is read from the environment variable QUARNOFWK_PASSWORD otherwise.
 Exit code: 0 done, 1 the library reported an error, 2 the command line is wrong.
@@ -122,6 +158,11 @@ Arguments parsed_arguments(int count, const char* const* words) {
   if (command == "query") {
     arguments.command = Command::query;
     read_query(arguments, count, words);
+    return arguments;
+  }
+  if (command == "convert") {
+    arguments.command = Command::convert;
+    read_convert(arguments, count, words);
     return arguments;
   }
   if (command == "--help") {

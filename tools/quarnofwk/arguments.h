@@ -13,7 +13,7 @@ struct UsageError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-enum class Command { help, version, providers, query };
+enum class Command { help, version, providers, query, convert };
 enum class Format { table, csv, jsonl };
 
 struct Arguments {
@@ -24,6 +24,12 @@ struct Arguments {
   std::int16_t timeout_seconds = 0;  // 0: as the library has it
   Format format = Format::table;
   std::string statement;
+  // Of a conversion.
+  std::string source, target;
+  std::int16_t code_page = 0;  // 0: what the file says
+  bool skips_damage = false;
+  bool shows_progress = false;  // also where standard error is no terminal
+  bool is_quiet = false;
 };
 
 /// Raises UsageError.

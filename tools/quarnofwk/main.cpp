@@ -19,6 +19,7 @@ int run(const tool::Arguments& arguments) {
     case tool::Command::version: std::cout << "quarnofwk " << QUARNOFWK_VERSION << '\n'; break;
     case tool::Command::providers: tool::list_providers(); break;
     case tool::Command::query: tool::run_query(arguments); break;
+    case tool::Command::convert: tool::run_convert(arguments); break;
   }
   std::cout.flush();
   if (std::cout) return 0;

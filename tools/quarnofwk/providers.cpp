@@ -66,7 +66,7 @@ std::string described(std::int32_t kind, const quarno::providers::SiteSettings& 
   const Target target = quarno::providers::map_target(words, site, drivers);
   switch (target.reach) {
     case Reach::desktop:
-      if (kind != Conn_DB3) return "the built-in desktop engine (SQLite files)";
+      if (kind != Conn_DB3) return "the built-in desktop engine (SQLite files; Access files to read)";
       if (const std::string fault = dbase_fault(words); !fault.empty()) return unavailable(fault, "");
       return "the built-in desktop engine (folders of dBASE files)";
     case Reach::odbc:

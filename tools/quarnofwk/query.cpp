@@ -19,17 +19,6 @@ struct Column {
   Object field;
 };
 
-std::string password(const Arguments& arguments) {
-  if (arguments.password_from_input) {
-    std::string line;
-    std::getline(std::cin, line);
-    if (line.ends_with('\r')) line.pop_back();
-    return line;
-  }
-  const char* const value = std::getenv("QUARNOFWK_PASSWORD");
-  return value == nullptr ? std::string() : std::string(value);
-}
-
 Object opened(const Arguments& arguments) {
   const Object data = quarnofwk::create("CData");
   // What fails is told on standard error; a log line in the library's folder would surprise here, and no log
@@ -138,6 +127,17 @@ class Printer {
 };
 
 }  // namespace
+
+std::string password(const Arguments& arguments) {
+  if (arguments.password_from_input) {
+    std::string line;
+    std::getline(std::cin, line);
+    if (line.ends_with('\r')) line.pop_back();
+    return line;
+  }
+  const char* const value = std::getenv("QUARNOFWK_PASSWORD");
+  return value == nullptr ? std::string() : std::string(value);
+}
 
 void run_query(const Arguments& arguments) {
   const Object data = opened(arguments);

@@ -287,6 +287,8 @@ TEST_F(JetTest, TablesAreDefined) {
       {"ALTER TABLE Posten DROP CONSTRAINT PrimaryKey;;INSERT INTO Posten (Nr) VALUES (1)", "SELECT Count(*) FROM Posten WHERE Nr = 1", "2"},
       {"ALTER TABLE Posten ADD CONSTRAINT u UNIQUE (Menge)", "INSERT INTO Posten (Nr, Menge) VALUES (12, 7)", "!UNIQUE constraint failed: Posten.Menge"},
       {"CREATE TABLE N AS SELECT Name & '!' AS x FROM Kunden WHERE Aktiv = True", "SELECT x FROM N", "Alfki!|chop!"},
+      {"CREATE TABLE N (a LONG DEFAULT -3 NOT NULL, b TEXT DEFAULT 'x' COLLATE BINARY, c LONG);;ALTER TABLE N ALTER COLUMN c TEXT(3);;INSERT INTO N (c) VALUES (1)", "SELECT a, b, b = 'X' FROM N", "-3,x,0"},
+      {"CREATE TABLE N (a LONG DEFAULT -3 NOT NULL)", "INSERT INTO N (a) VALUES (NULL)", "!NOT NULL constraint failed: N.a"},
       {"CREATE TABLE N (a LONG, b YESNO DEFAULT True, c NUMERIC, d TEXT COLLATE BINARY);;ALTER TABLE N ALTER COLUMN a TEXT(3)", kTypes, "VARCHAR(3),BOOLEAN,NUMERIC,LONGTEXT"},
       {"DROP TABLE Posten", "SELECT Count(*) FROM sqlite_schema WHERE name = 'Posten'", "0"},
       {"CREATE TRIGGER t AFTER INSERT ON Posten BEGIN UPDATE Posten SET Menge = 1 WHERE Nr = new.Nr; DELETE FROM Kunden; END;;INSERT INTO Posten (Nr) VALUES (20)", "SELECT Menge, (SELECT Count(*) FROM Kunden) FROM Posten WHERE Nr = 20", "1,0"},

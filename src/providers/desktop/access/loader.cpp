@@ -15,6 +15,8 @@ namespace {
 
 constexpr std::uint64_t kRowsBetweenQuestions = 2000;
 constexpr std::uint64_t kBytesBetweenQuestions = 8 << 20;
+// Each statement that inserts into a table with an autonumber reads and writes the number on its own.
+constexpr std::size_t kRowsAtOnce = 16;
 
 /// The data contradict what the table says of itself.
 struct Contradiction {};
@@ -143,30 +145,37 @@ class Loader {
   }
 
   void copy_rows() {
-    const std::string parameters = text_of_parameters(design_.columns.size());
-    const sqlite::Statement insert =
-        prepare("INSERT INTO " + quoted(table_.name) + " VALUES (" + parameters + ")");
+    const std::size_t columns = design_.columns.size();
+    const sqlite::Statement insert = prepare(insert_statement());
     TableRows rows = database_.rows(table_);
     std::uint64_t count = 0;
     std::uint64_t bytes = 0;
-    std::vector<bool> has_null(design_.columns.size());
+    std::size_t waiting = 0;  // rows that are bound
+    std::vector<bool> has_null(columns);
     bool is_contradicted = false;
+    const auto step_waiting = [&] {
+      // The rest is read all the same, so that all such columns are known.
+      if (waiting > 0 && !is_contradicted) step(insert.get(), waiting);
+      waiting = 0;
+    };
     while (rows.next()) {
-      for (std::size_t i = 0; i < design_.columns.size(); ++i) {
+      for (std::size_t i = 0; i < columns; ++i) {
         const Cell cell = rows.cell(i);
         bytes += cell.text.size();
         // The engine takes nulls in keys, or puts numbers of its own in their place.
         if (never_null_[i] && is_null(cell)) has_null[i] = is_contradicted = true;
-        if (bind(insert.get(), static_cast<int>(i) + 1, cell) != SQLITE_OK) throw failure();
+        const auto place = static_cast<int>(waiting * columns + i + 1);
+        if (bind(insert.get(), place, cell) != SQLITE_OK) throw failure();
       }
-      // The rest is read all the same, so that all such columns are known.
-      if (!is_contradicted) step(insert.get());
       ++count;
+      ++waiting;
+      if (waiting == kRowsAtOnce || bytes > kBytesBetweenQuestions) step_waiting();
       if (count % kRowsBetweenQuestions == 0 || bytes > kBytesBetweenQuestions) {
         ask(count);
         bytes = 0;
       }
     }
+    step_waiting();
     ask(count);
     if (rows.damage().any() && !database_.options().skip_damage) throw damaged(rows.damage());
     loaded_.rows = count;
@@ -181,10 +190,14 @@ class Loader {
     throw Contradiction();
   }
 
-  static std::string text_of_parameters(std::size_t count) {
-    std::string result = "?";
-    for (std::size_t i = 1; i < count; ++i) result += ",?";
-    return result;
+  // Inserts as many of the bound rows as its last parameter says.
+  std::string insert_statement() const {
+    std::string row = "(?";
+    for (std::size_t i = 1; i < design_.columns.size(); ++i) row += ",?";
+    row += ")";
+    std::string result = "INSERT INTO " + quoted(table_.name) + " SELECT * FROM (VALUES " + row;
+    for (std::size_t i = 1; i < kRowsAtOnce; ++i) result += "," + row;
+    return result + ") LIMIT ?";
   }
 
   static int bind(sqlite3_stmt* statement, int index, const Cell& cell) {
@@ -200,18 +213,19 @@ class Loader {
         }
         return sqlite::bind_exact(statement, index, Currency{cell.whole}.to_decimal());
       case Cell::Kind::decimal: return sqlite::bind_exact(statement, index, cell.decimal);
-      // The row's texts stay until the next row, so nothing is copied; a null pointer would bind null.
+      // A null pointer would bind null. The text is the row's, which is gone before the statement runs.
       case Cell::Kind::text:
         return sqlite3_bind_text64(statement, index, cell.text.empty() ? "" : cell.text.data(),
-                                   cell.text.size(), SQLITE_STATIC, SQLITE_UTF8);
+                                   cell.text.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
       case Cell::Kind::bytes:
         if (cell.text.empty()) return sqlite3_bind_zeroblob(statement, index, 0);
-        return sqlite3_bind_blob64(statement, index, cell.text.data(), cell.text.size(), SQLITE_STATIC);
+        return sqlite3_bind_blob64(statement, index, cell.text.data(), cell.text.size(), SQLITE_TRANSIENT);
     }
     return SQLITE_MISUSE;
   }
 
-  void step(sqlite3_stmt* statement) {
+  void step(sqlite3_stmt* statement, std::size_t rows) {
+    sqlite3_bind_int64(statement, sqlite3_bind_parameter_count(statement), static_cast<sqlite3_int64>(rows));
     const int result = sqlite3_step(statement);
     if (result == SQLITE_DONE) {
       sqlite3_reset(statement);

@@ -70,6 +70,12 @@ class Collector {
   std::uint32_t high_ = 0;  // a high surrogate that waits for its low one
 };
 
+// How many characters from the beginning are ASCII and no NUL.
+std::size_t ascii_run(std::string_view text) {
+  const auto behind = [](char c) { return static_cast<signed char>(c) <= 0; };
+  return static_cast<std::size_t>(std::find_if(text.begin(), text.end(), behind) - text.begin());
+}
+
 }  // namespace
 
 void append_utf16(std::string& utf8, Bytes bytes) {
@@ -81,9 +87,13 @@ void append_utf16(std::string& utf8, Bytes bytes) {
 
 void append_unicode(std::string& utf8, Bytes bytes) {
   if (!bytes.text().starts_with("\xFF\xFE")) return append_utf16(utf8, bytes);
+  // Most of them are one run of ASCII.
+  const std::string_view text = bytes.text().substr(2);
+  const std::size_t ascii = ascii_run(text);
+  utf8.append(text.substr(0, ascii));
   Collector collector(utf8);
   bool narrow = true;  // one byte a character; a NUL changes over
-  for (std::size_t i = 2; i < bytes.size();) {
+  for (std::size_t i = 2 + ascii; i < bytes.size();) {
     const std::uint8_t byte = little_endian::u8(bytes.data() + i);
     if (byte == 0) {
       narrow = !narrow;

@@ -162,6 +162,8 @@ Parser::Infix Parser::infix() const {
   return {};
 }
 
+int Parser::operand() { return expression(kCollate + 1); }
+
 int Parser::expression(int lowest) {
   const Deeper deeper(*this);
   int left = prefix();

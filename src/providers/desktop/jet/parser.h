@@ -37,6 +37,8 @@ class Parser {
   std::string_view parenthesis_text();
 
   int expression(int lowest = 1);
+  /// A literal with its sign, a name, a call or what stands in parentheses.
+  int operand();
   /// Expressions with commas between, chained by `next`; the first.
   int list();
   bool at_query() const;

@@ -52,8 +52,12 @@ std::string read_type(Parser& parser) {
   return name;
 }
 
-std::string read_default(Parser& parser, Writer& writer) {
-  const std::string value = writer.value(parser.expression());
+// What follows is not the value's (NOT NULL, COLLATE). What a table has already is kept to the letter: other
+// programs may know their functions only.
+std::string read_default(Parser& parser, Writer& writer, bool as_it_stands) {
+  const std::size_t begin = parser.position();
+  const int expression = parser.operand();
+  const std::string value = as_it_stands ? std::string(parser.text_since(begin)) : writer.value(expression);
   const bool plain = value.find('(') == std::string::npos && value.find(' ') == std::string::npos;
   return plain || value.starts_with('\'') ? "DEFAULT " + value : "DEFAULT (" + value + ")";
 }
@@ -141,7 +145,7 @@ ColumnText read_column(Parser& parser, Writer& writer, std::string_view collatio
       if (!parser.skip_word("compression")) parser.expect_word("comp");
     } else if (parser.skip_word("default")) {
       if (column.rest.starts_with(" DEFAULT 0")) column.rest.erase(0, 10);
-      column.rest += " " + read_default(parser, writer);
+      column.rest += " " + read_default(parser, writer, table.exists);
     } else if (parser.skip_word("check")) {
       parser.expect("(");
       column.rest += " CHECK (" + writer.condition(parser.expression()) + ")";
