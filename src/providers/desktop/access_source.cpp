@@ -27,6 +27,12 @@ std::vector<std::string> AccessSource::names() {
   return names;
 }
 
+std::string AccessSource::type_of(const std::string& name) {
+  const access::Table* const table = database_->find_table(name);
+  if (table == nullptr || table->kind == TableKind::local) return "TABLE";
+  return table->kind == TableKind::linked ? "LINK" : "PASS-THROUGH";
+}
+
 bool AccessSource::bring(sqlite3* engine, std::string_view name, const GoOn& go_on) {
   const access::Table* const table = database_->find_table(name);
   if (table == nullptr) return false;

@@ -15,6 +15,7 @@ class AccessSource : public TableSource {
 
   /// Local tables and linked ones, without the system's.
   std::vector<std::string> names() override;
+  std::string type_of(const std::string& name) override;
   /// Raises kUnspecified for a linked table, whose rows are in another database.
   bool bring(sqlite3* engine, std::string_view name, const GoOn& go_on) override;
   std::vector<SavedQuery> queries() override;

@@ -27,6 +27,9 @@ class TableSource {
   virtual ~TableSource() = default;
   /// The tables there are now, as their makers wrote the names.
   virtual std::vector<std::string> names() = 0;
+  /// What a table of names() is, as catalogues call it: TABLE, or LINK and PASS-THROUGH for one whose rows
+  /// are in another database.
+  virtual std::string type_of(const std::string& /*name*/) { return "TABLE"; }
   /// Brings a table into the engine, where statements then find it under this name; letter case does not
   /// matter. False when there is none of that name. Asked once per table and connection, and again after a
   /// table was dropped.

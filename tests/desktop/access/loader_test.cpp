@@ -7,6 +7,7 @@
 #include "common/text.h"
 #include "desktop/access/made_file.h"
 #include "desktop/access/real_files.h"
+#include "providers/desktop/access_source.h"
 #include "providers/desktop/sqlite/statement.h"
 #include "support/memory_file.h"
 #include "support/outcome.h"
@@ -99,6 +100,19 @@ TEST_F(LoaderTest, KeysGiveWayToRows) {
     EXPECT_EQ(ask("SELECT name, \"unique\", origin FROM pragma_index_list('Keys') ORDER BY seq DESC"),
               expected_indexes);
     ask("DROP TABLE Keys");
+  }
+}
+
+TEST_F(LoaderTest, LinkedTablesAreShownAndSayWhereTheyAre) {
+  AccessSource source(opened(test::made::file()));
+  std::string shown;
+  for (const std::string& name : source.names()) shown += name + " " + source.type_of(name) + ";";
+  EXPECT_EQ(shown, "All TABLE;Keys TABLE;Linked LINK;");
+  try {
+    source.bring(engine.get(), "Linked", {});
+    FAIL() << "brought";
+  } catch (const Error& error) {
+    EXPECT_EQ(error.description.find("'Linked' is a linked table"), 0u) << error.description;
   }
 }
 

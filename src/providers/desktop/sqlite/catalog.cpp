@@ -30,7 +30,10 @@ std::vector<std::vector<std::string>> SqliteSession::texts_of(const char* query,
 std::vector<ado::TableEntry> SqliteSession::tables() {
   std::vector<ado::TableEntry> entries;
   if (source_ != nullptr) {
-    for (std::string& name : source_->names()) entries.push_back({std::move(name), "TABLE"});
+    for (std::string& name : source_->names()) {
+      std::string type = source_->type_of(name);
+      entries.push_back({std::move(name), std::move(type)});
+    }
     for (const SavedQuery& query : source_queries()) {
       if (query.is_view) entries.push_back({query.name, "VIEW"});
     }
