@@ -1,5 +1,6 @@
 // The edit cycle of the recordset: what is set on a row is kept aside until Update sends it.
 #include <algorithm>
+#include <unordered_set>
 
 #include "ado/Recordset.h"
 #include "ado/ado_error.h"
@@ -154,14 +155,17 @@ std::vector<std::size_t> Recordset::pending_rows(std::int32_t affect) const {
     throw model_error(Model::invalid_argument);
   }
   if (affect == adAffectCurrent && place_ != Place::on_row) throw model_error(Model::no_current_record);
+  using Numbers = std::unordered_set<std::size_t>;
+  const auto in_set = [](const std::vector<std::size_t>& rows) { return Numbers(rows.begin(), rows.end()); };
+  // Those of other chapters are theirs to send.
+  const Numbers own = scope_ ? in_set(scope_->members()) : Numbers();
+  const bool by_group = affect == adAffectGroup && shown_;
+  const Numbers group = by_group ? in_set(*shown_) : Numbers();
   std::vector<std::size_t> result;
-  const std::vector<std::size_t> own = scope_ ? scope_->members() : std::vector<std::size_t>();
   for (const auto& [number, pending] : rows_->pending()) {
-    // Those of other chapters are theirs to send.
-    if (scope_ && std::find(own.begin(), own.end(), number) == own.end()) continue;
-    const bool in_group = !shown_ || std::find(shown_->begin(), shown_->end(), number) != shown_->end();
-    const bool wanted = affect == adAffectCurrent ? number == row() : affect == adAffectAll || in_group;
-    if (wanted) result.push_back(number);
+    const bool is_left_out = (scope_ && !own.contains(number)) || (by_group && !group.contains(number)) ||
+                             (affect == adAffectCurrent && number != row());
+    if (!is_left_out) result.push_back(number);
   }
   return result;
 }
