@@ -4,6 +4,7 @@
 #include "data/CData.h"
 #include "desktop/access/real_files.h"
 #include "platform/fake/fakes.h"
+#include "support/dbase_file.h"
 #include "support/temp_folder.h"
 
 namespace quarno::test {
@@ -148,17 +149,7 @@ TEST_F(DesktopCatalogTest, ProceduresAreListedUpToASemicolon) {
 TEST_F(DesktopCatalogTest, AFolderOfDbaseTables) {
   data = reaching(data::Conn_DB3, folder.path());
   const TempFolder empty;
-  folder.put("FIRST.DBF", [] {
-    std::string bytes("\3\x7E\1\1\0\0\0\0\x41\0\2\0", 12);
-    bytes.resize(32);
-    bytes += "A";
-    bytes.resize(43);
-    bytes += 'C';
-    bytes.resize(48);
-    bytes += '\1';
-    bytes.resize(64);
-    return bytes + "\r\x1A";
-  }());
+  folder.put("FIRST.DBF", empty_dbase_table());
   EXPECT_EQ(data->Tables_List(), "FIRST") << data->Err_Description();
   EXPECT_EQ(data->Views_List(true) + data->StoredProcs_List(), "");
   ASSERT_TRUE(data->Table_Open("first")) << data->Err_Description();

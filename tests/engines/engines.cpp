@@ -7,6 +7,7 @@
 #include "ado/ado_error.h"
 #include "ado/connection_string.h"
 #include "common/convert.h"
+#include "support/dbase_file.h"
 #include "support/odbc_ini.h"
 
 namespace quarno::test {
@@ -96,23 +97,12 @@ const std::vector<ColumnRow> kDbaseColumns = {
     {"DATETIME", DataType::date, 8, kNoDecimals, kNone, kDays},
     {"VARCHAR(50)", DataType::var_wchar, 50, kNoDecimals, kNone, {"perché €", "'; DROP--"}},
     {"LONGTEXT", DataType::long_var_wchar, 536870910, kNoDecimals, kNone, {kLong}}};
-// A folder is found by the first table in it: one of a single field, without rows.
-const std::string kFirstTable = [] {
-  std::string bytes("\3\x7E\1\1\0\0\0\0\x41\0\2\0", 12);
-  bytes.resize(32);
-  bytes += "A";
-  bytes.resize(43);
-  bytes += 'C';
-  bytes.resize(48);
-  bytes += '\1';
-  bytes.resize(64);
-  return bytes + "\r\x1A";
-}();
-const Database kDbase = {{std::nullopt, ".", nullptr, "QuarnoFwk Desktop Engine", {"FIRST.DBF", kFirstTable}},
-                         {kRecursive, kRecursiveEnd, "'é' || x", "LONGTEXT", "\"\""},
-                         {"\"", "INTEGER", false, {}, {}, false},
-                         {kEndless, "", nullptr, "", "1e15", ado::kMultipleStep, ado::adRecInvalid},
-                         kDbaseColumns};
+const Database kDbase = {
+    {std::nullopt, ".", nullptr, "QuarnoFwk Desktop Engine", {"FIRST.DBF", empty_dbase_table()}},
+    {kRecursive, kRecursiveEnd, "'é' || x", "LONGTEXT", "\"\""},
+    {"\"", "INTEGER", false, {}, {}, false},
+    {kEndless, "", nullptr, "", "1e15", ado::kMultipleStep, ado::adRecInvalid},
+    kDbaseColumns};
 
 const std::vector<ColumnRow> kSqliteDriverColumns = with_integers(
     {{"BIT", DataType::boolean, 2, kNoDecimals, false, {true, false}},

@@ -6,42 +6,11 @@
 
 #include "ado/ado_error.h"
 #include "ado/persist/snapshot_error.h"
+#include "ado/shape/composed_rows.h"
 #include "ado/shape/joined_chapters.h"
 
 namespace quarno::ado::persist {
 namespace {
-
-constexpr std::size_t kFetchRows = 4096;
-
-// Columns that are there, between which chapters were put. They change hands when they are first fetched.
-class HierarchyRows : public Rows {
- public:
-  void add(Column column, ColumnData data, std::shared_ptr<Chapters> chapters = nullptr) {
-    columns_.push_back(std::move(column));
-    data_.push_back(std::move(data));
-    chapters_.push_back(std::move(chapters));
-  }
-
-  const std::vector<Column>& columns() const override { return columns_; }
-  const std::vector<std::shared_ptr<Chapters>>* chapters() const override { return &chapters_; }
-  std::size_t fetch(ColumnStore& store, std::size_t) override {
-    if (data_.empty()) return 0;
-    for (std::size_t i = 0; i < data_.size(); ++i) store.column(i) = std::move(data_[i]);
-    data_.clear();
-    return store.row_count();
-  }
-
- private:
-  std::vector<Column> columns_;
-  std::vector<ColumnData> data_;  // by column; none once they were fetched
-  std::vector<std::shared_ptr<Chapters>> chapters_;
-};
-
-std::shared_ptr<RowSet> read_whole(std::unique_ptr<Rows> rows) {
-  auto result = std::make_shared<RowSet>(std::move(rows));
-  while (result->load(kFetchRows)) continue;
-  return result;
-}
 
 // Where the columns of a file stand once its chapters are among them.
 std::vector<std::size_t> places_among(std::size_t columns, const std::vector<ChapterData>& chapters) {
@@ -93,7 +62,7 @@ std::shared_ptr<RowSet> with_chapters(const std::vector<Column>& columns, Column
         std::make_shared<shape::JoinedChapters>(with_chapters(data.columns, data.rows, data.chapters),
                                                 std::move(join), std::move(relations), data.is_computed));
   }
-  auto rows = std::make_unique<HierarchyRows>();
+  auto rows = std::make_unique<shape::ComposedRows>(row_count);
   std::size_t next = 0;
   for (std::size_t place = 0; place < columns.size() + chapters.size(); ++place) {
     const auto found = std::ranges::find(chapters, place, &ChapterData::position);
@@ -112,14 +81,14 @@ std::shared_ptr<RowSet> with_chapters(const std::vector<Column>& columns, Column
     rows->add(std::move(column), std::move(nothing),
               joined[static_cast<std::size_t>(found - chapters.begin())]);
   }
-  return read_whole(std::move(rows));
+  return shape::read_whole(std::move(rows));
 }
 
 }  // namespace
 
 std::shared_ptr<RowSet> rows_of(std::unique_ptr<SnapshotReader> reader) {
   const std::shared_ptr<Extras> extras = reader->extras();
-  std::shared_ptr<RowSet> rows = read_whole(std::move(reader));
+  std::shared_ptr<RowSet> rows = shape::read_whole(std::move(reader));
   if (!extras->chapters.empty()) {
     if (!extras->pending.empty()) throw no_snapshot("A hierarchy has changes that were not sent.");
     return with_chapters(rows->columns(), rows->store(), extras->chapters);

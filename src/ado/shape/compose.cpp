@@ -7,6 +7,7 @@
 
 #include "ado/cursor/row_set.h"
 #include "ado/shape/aggregate.h"
+#include "ado/shape/composed_rows.h"
 #include "ado/shape/grouping.h"
 #include "ado/shape/joined_chapters.h"
 #include "ado/shape/shape_error.h"
@@ -16,54 +17,9 @@
 namespace quarno::ado::shape {
 namespace {
 
-constexpr std::size_t kFetchRows = 4096;
-
-// Rows that are there. They change hands as a whole when they are first fetched.
-class ComposedRows : public Rows {
- public:
-  // The rows that were read, to which columns are added.
-  explicit ComposedRows(RowSet& read) : columns_(read.columns()) {
-    row_count_ = read.row_count();
-    for (std::size_t i = 0; i < columns_.size(); ++i) {
-      data_.push_back(std::move(read.store().column(i)));
-      chapters_.push_back(read.chapters(i));
-    }
-  }
-  explicit ComposedRows(std::size_t row_count) : row_count_(row_count) {}
-
-  void add(Column column, ColumnData data, std::shared_ptr<Chapters> chapters = nullptr) {
-    columns_.push_back(std::move(column));
-    data_.push_back(std::move(data));
-    chapters_.push_back(std::move(chapters));
-  }
-  std::size_t row_count() const { return row_count_; }
-
-  const std::vector<Column>& columns() const override { return columns_; }
-  const std::vector<std::shared_ptr<Chapters>>* chapters() const override { return &chapters_; }
-  std::size_t fetch(ColumnStore& store, std::size_t) override {
-    if (data_.empty()) return 0;
-    for (std::size_t i = 0; i < data_.size(); ++i) store.column(i) = std::move(data_[i]);
-    data_.clear();
-    return row_count_;
-  }
-
- private:
-  std::vector<Column> columns_;
-  std::vector<ColumnData> data_;  // by column; none once they were fetched
-  std::vector<std::shared_ptr<Chapters>> chapters_;
-  std::size_t row_count_ = 0;
-};
-
 ColumnData nulls(DataType type, std::size_t count) {
   ColumnData result(type);
   for (std::size_t i = 0; i < count; ++i) result.append_null();
-  return result;
-}
-
-std::shared_ptr<RowSet> read_whole(std::unique_ptr<Rows> rows, const std::string& statement) {
-  auto result = std::make_shared<RowSet>(std::move(rows), statement);
-  while (result->load(kFetchRows)) {
-  }
   return result;
 }
 
@@ -125,7 +81,7 @@ class Composer {
       case Source::Kind::table:
         result = queried("SELECT * FROM " + quoted_name(session_.dialect(), source.text));
         break;
-      case Source::Kind::shape: result = read_whole(composed(*source.shape), {}); break;
+      case Source::Kind::shape: result = read_whole(composed(*source.shape)); break;
       default: return reused(source.text);
     }
     if (!source.alias.empty()) named_[text::lower_ascii(source.alias)] = result;

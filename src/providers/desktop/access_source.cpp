@@ -9,10 +9,10 @@ namespace {
 
 using access::TableKind;
 
-[[noreturn]] void refuse_change() {
+[[noreturn]] void refuse_change(const AccessSource& source) {
   Error error =
       ado::provider_error(ado::kReadOnly, "Cannot update. Database or object is read-only.", kSourceName);
-  error.description += kReadOnlyHint;
+  error.description += source.why_read_only();
   error.sql_state = "25006";
   throw error;
 }
@@ -57,7 +57,9 @@ std::vector<SavedQuery> AccessSource::queries() {
   return queries;
 }
 
-void AccessSource::create(sqlite3*, const std::string&, const std::vector<NewColumn>&) { refuse_change(); }
-void AccessSource::drop(sqlite3*, const std::string&) { refuse_change(); }
+void AccessSource::create(sqlite3*, const std::string&, const std::vector<NewColumn>&) {
+  refuse_change(*this);
+}
+void AccessSource::drop(sqlite3*, const std::string&) { refuse_change(*this); }
 
 }  // namespace quarno::desktop

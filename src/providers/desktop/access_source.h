@@ -20,16 +20,16 @@ class AccessSource : public TableSource {
   bool bring(sqlite3* engine, std::string_view name, const GoOn& go_on) override;
   std::vector<SavedQuery> queries() override;
   bool is_writable() const override { return false; }
+  std::string_view why_read_only() const override {
+    return " Access files are only read here: 'quarnofwk convert OLD.mdb NEW.db' makes a database file of "
+           "one "
+           "that can be changed.";
+  }
   void create(sqlite3* engine, const std::string& name, const std::vector<NewColumn>& columns) override;
   void drop(sqlite3* engine, const std::string& name) override;
 
  private:
   std::unique_ptr<access::Database> database_;
 };
-
-/// How a file of that kind is changed all the same; told where a change is refused.
-inline constexpr const char* kReadOnlyHint =
-    " Access files are only read here: 'quarnofwk convert OLD.mdb NEW.db' makes a database file of one that "
-    "can be changed.";
 
 }  // namespace quarno::desktop

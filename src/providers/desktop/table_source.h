@@ -36,6 +36,8 @@ class TableSource {
   virtual bool bring(sqlite3* database, std::string_view name, const GoOn& go_on) = 0;
   /// Read when first asked for.
   virtual std::vector<SavedQuery> queries() { return {}; }
+  /// Told behind the refusal of a change, where nothing can be changed: what the host can do.
+  virtual std::string_view why_read_only() const { return {}; }
   /// Whether tables can be made, changed and dropped.
   virtual bool is_writable() const = 0;
   /// How long a statement waits from now on for others that write.

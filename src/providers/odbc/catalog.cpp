@@ -30,6 +30,17 @@ constexpr std::string_view kMySqlIndexes =
     "information_schema.STATISTICS WHERE TABLE_SCHEMA = DATABASE() AND BINARY TABLE_NAME = ? AND COLUMN_NAME "
     "IS NOT NULL ORDER BY INDEX_NAME, SEQ_IN_INDEX";
 
+constexpr CatalogQueries my_sql(std::string_view name) {
+  return {.name = name,
+          .ddl = ado::Ddl::mariadb,
+          .tables = kMySqlTables,
+          .views = kMySqlViews,
+          .procedures = kMySqlProcedures,
+          .indexes = kMySqlIndexes,
+          .makes_procedures = true,
+          .procedure_head = "() "};
+}
+
 constexpr CatalogQueries kKnown[] = {
     {.name = "SQLite",
      .ddl = ado::Ddl::sqlite,
@@ -43,22 +54,8 @@ constexpr CatalogQueries kKnown[] = {
                 "x.name IS NOT NULL UNION ALL SELECT 'PrimaryKey', name, 1, 1, pk FROM pragma_table_info(?) "
                 "WHERE pk > 0) ORDER BY i, o",
      .whole_views = true},
-    {.name = "MariaDB",
-     .ddl = ado::Ddl::mariadb,
-     .tables = kMySqlTables,
-     .views = kMySqlViews,
-     .procedures = kMySqlProcedures,
-     .indexes = kMySqlIndexes,
-     .makes_procedures = true,
-     .procedure_head = "() "},
-    {.name = "MySQL",
-     .ddl = ado::Ddl::mariadb,
-     .tables = kMySqlTables,
-     .views = kMySqlViews,
-     .procedures = kMySqlProcedures,
-     .indexes = kMySqlIndexes,
-     .makes_procedures = true,
-     .procedure_head = "() "},
+    my_sql("MariaDB"),
+    my_sql("MySQL"),
     // Texts are cast: the driver has a type of its own for names.
     {.name = "PostgreSQL",
      .ddl = ado::Ddl::postgresql,

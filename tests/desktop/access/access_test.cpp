@@ -127,15 +127,15 @@ TEST(Access, CountsWhatIsDamaged) {
   using test::made::pointer;
   const std::string good = test::made::file();
   const std::size_t first_row = good.rfind("\x12\0"s + number(7, 4), 6 * kPage);
-  const std::size_t stub = 5 * kPage + (Bytes(good).u16(5 * kPage + 14 + 2 * 2) & 0x1FFF);
+  const std::size_t forward = 5 * kPage + (Bytes(good).u16(5 * kPage + 14 + 2 * 2) & 0x1FFF);
   const std::size_t link = 8 * kPage - 4 - 8;
   const std::tuple<const char*, std::size_t, std::string, std::string> rows[] = {
       {"row start inside the table of offsets", 5 * kPage + 14, number(16, 2), "0 pages, 1 rows, 0 cells"},
       {"more columns than there ever were", first_row, number(19, 2), "0 pages, 1 rows, 0 cells"},
       {"more rows than a page can have", 5 * kPage + 12, number(257, 2), "1 pages, 0 rows, 0 cells"},
-      {"stub to a page that is not there", stub, pointer(99, 0), "0 pages, 1 rows, 0 cells"},
-      {"stub to a stub", stub, pointer(5, 2), "0 pages, 1 rows, 0 cells"},
-      {"stub to a page of another table", stub, pointer(3, 0), "0 pages, 1 rows, 0 cells"},
+      {"forward to a page that is not there", forward, pointer(99, 0), "0 pages, 1 rows, 0 cells"},
+      {"forward to a forward", forward, pointer(5, 2), "0 pages, 1 rows, 0 cells"},
+      {"forward to a page of another table", forward, pointer(3, 0), "0 pages, 1 rows, 0 cells"},
       {"rows that share bytes", 5 * kPage + 16, number(0xD000, 2), "0 pages, 1 rows, 0 cells"},
       {"long value of another length", good.find(number(0x40000004, 4), 6 * kPage), "\3",
        "0 pages, 0 rows, 1 cells"},

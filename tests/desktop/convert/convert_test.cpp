@@ -8,10 +8,10 @@
 #include "platform/data_files.h"
 #include "providers/desktop/convert/check.h"
 #include "providers/desktop/convert/defaults.h"
-#include "providers/desktop/convert/engine.h"
 #include "providers/desktop/convert/part_file.h"
 #include "providers/desktop/convert/queries.h"
 #include "providers/desktop/convert/relations.h"
+#include "providers/desktop/sqlite/engine_calls.h"
 #include "providers/desktop/sqlite/session.h"
 #include "support/outcome.h"
 #include "support/temp_folder.h"
@@ -20,6 +20,9 @@ namespace quarno::desktop::convert {
 namespace {
 
 using access::ColumnType;
+using sqlite::prepare;
+using sqlite::run;
+using sqlite::step;
 using test::bytes_of;
 using test::error_of;
 using test::TempFolder;
@@ -38,7 +41,7 @@ std::string ask(sqlite3* engine, const std::string& text) {
 }
 
 sqlite::Database memory(const std::vector<std::string>& statements) {
-  sqlite::Database engine = open_engine(":memory:", SQLITE_OPEN_READWRITE);
+  sqlite::Database engine = sqlite::open_database(":memory:", SQLITE_OPEN_READWRITE);
   for (const std::string& statement : statements) run(engine.get(), statement);
   return engine;
 }
@@ -156,7 +159,7 @@ TEST(Check, FindsWhatDidNotArrive) {
   EXPECT_EQ(summary.tables, 2u);
   EXPECT_EQ(summary.rows, 5u);
   const auto database = access::Database::open(old_file, {});
-  const auto engine = open_engine(folder / "new.db", SQLITE_OPEN_READWRITE);
+  const auto engine = sqlite::open_database(folder / "new.db", SQLITE_OPEN_READWRITE);
   const auto same = [&](const char* name) {
     const access::Table& table = *database->find_table(name);
     return checksum(*database, table, {}) == checksum(engine.get(), table.name, database->design(table), {});
@@ -203,7 +206,7 @@ TEST(Part, BelongsToOneAndNeverReplaces) {
   {
     PartFile part(target, *source);
     EXPECT_EQ(attempt(target), 70);  // in use
-    run(open_engine(part.path(), SQLITE_OPEN_READWRITE).get(),
+    run(sqlite::open_database(part.path(), SQLITE_OPEN_READWRITE).get(),
         "PRAGMA application_id = " + std::to_string(kApplicationId));
     // Somebody else makes the target meanwhile.
     folder.put("new.db", "other");
@@ -229,7 +232,7 @@ TEST(Queries, AreViewsOrProceduresAndNeverLost) {
   const std::string path = folder.put("q.db", "");
   std::vector<std::string> notes;
   {
-    const auto engine = open_engine(path, SQLITE_OPEN_READWRITE);
+    const auto engine = sqlite::open_database(path, SQLITE_OPEN_READWRITE);
     run(engine.get(), "CREATE TABLE T (A INTEGER, S VARCHAR(9) COLLATE NOCASE)");
     run(engine.get(), "INSERT INTO T VALUES (7, 'x'), (2, NULL)");
   }
@@ -261,7 +264,7 @@ TEST(Queries, AreViewsOrProceduresAndNeverLost) {
     EXPECT_EQ(error_of([&] { return session->execute("EXECUTE asks 1, 'x'", 0, ado::Reading::at_once), 0; }),
               0);
   }
-  const auto engine = open_engine(path, SQLITE_OPEN_READONLY);
+  const auto engine = sqlite::open_database(path, SQLITE_OPEN_READONLY);
   EXPECT_EQ(ask(engine.get(), "SELECT name FROM sqlite_schema WHERE type = 'view' ORDER BY 1"), "a on b;b;");
   EXPECT_EQ(ask(engine.get(), "SELECT count(*) FROM T"), "1;");
   EXPECT_EQ(

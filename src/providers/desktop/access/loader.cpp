@@ -7,11 +7,12 @@
 #include "common/error.h"
 #include "providers/desktop/desktop_provider.h"
 #include "providers/desktop/sqlite/bind_exact.h"
-#include "providers/desktop/sqlite/sqlite_error.h"
-#include "providers/desktop/sqlite/statement.h"
+#include "providers/desktop/sqlite/engine_calls.h"
 
 namespace quarno::desktop::access {
 namespace {
+
+using sqlite::quoted;
 
 constexpr std::uint64_t kRowsBetweenQuestions = 2000;
 constexpr std::uint64_t kBytesBetweenQuestions = 8 << 20;
@@ -20,12 +21,6 @@ constexpr std::size_t kRowsAtOnce = 16;
 
 /// The data contradict what the table says of itself.
 struct Contradiction {};
-
-std::string quoted(std::string_view name) {
-  std::string result = "\"";
-  for (const char c : name) result.append(c == '"' ? 2 : 1, c);
-  return result + '"';
-}
 
 bool is_text(ColumnType type) {
   return type == ColumnType::text || type == ColumnType::memo || type == ColumnType::guid;
@@ -274,17 +269,9 @@ class Loader {
   }
 
   sqlite::Statement prepare(const std::string& statement) const {
-    sqlite3_stmt* raw = nullptr;
-    const int result =
-        sqlite3_prepare_v2(engine_, statement.data(), static_cast<int>(statement.size()), &raw, nullptr);
-    sqlite::Statement owner(raw);
-    if (result != SQLITE_OK) throw sqlite::engine_error(engine_, statement);
-    return owner;
+    return sqlite::prepare(engine_, statement);
   }
-  void run(const std::string& statement) const {
-    const sqlite::Statement prepared = prepare(statement);
-    if (sqlite3_step(prepared.get()) != SQLITE_DONE) throw sqlite::engine_error(engine_, statement);
-  }
+  void run(const std::string& statement) const { sqlite::run(engine_, statement); }
   Error failure() const { return sqlite::engine_error(engine_, "load of " + table_.name); }
 
   sqlite3* engine_;

@@ -51,7 +51,7 @@ DataPage::Row DataPage::row(std::size_t number) const {
   if ((own & 0xC000) == 0xC000) return {Kind::erased, {}};
   if (start < table_ + 2 * row_count_ || start > end || end > page_.size()) return {Kind::damaged, {}};
   const Bytes bytes = page_.part(start, end - start);
-  if ((own & 0x4000) != 0) return {Kind::stub, bytes};
+  if ((own & 0x4000) != 0) return {Kind::forward, bytes};
   return {(own & 0x8000) != 0 ? Kind::moved : Kind::normal, bytes};
 }
 

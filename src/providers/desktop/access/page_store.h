@@ -58,7 +58,7 @@ class PageStore {
 /// Rows of a data page. The view it is given must outlive it.
 class DataPage {
  public:
-  enum class Kind { normal, stub, moved, erased, damaged };
+  enum class Kind { normal, forward, moved, erased, damaged };
   struct Row {
     Kind kind;
     Bytes bytes;

@@ -66,7 +66,7 @@ bool TableRows::next() {
   for (;;) {
     while (page_ && row_number_ < page_->row_count()) {
       const DataPage::Row row = page_->row(row_number_++);
-      // A moved row is read where its stub stands, which keeps the order.
+      // A moved row is read where the pointer to it stands, which keeps the order.
       if (row.kind == DataPage::Kind::erased || row.kind == DataPage::Kind::moved) continue;
       if (open_row(row)) return true;
       ++damage_.rows;
@@ -104,8 +104,8 @@ bool TableRows::open_row(const DataPage::Row& row) {
   }
 }
 
-Bytes TableRows::moved_row(Bytes stub) {
-  const RowPointer pointer = row_pointer(stub.u32(0));
+Bytes TableRows::moved_row(Bytes forward) {
+  const RowPointer pointer = row_pointer(forward.u32(0));
   const DataPage page(pages_.page(pointer.page), shape_.jet3, design_.page);
   if (pointer.row >= page.row_count()) throw Damaged();
   const DataPage::Row row = page.row(pointer.row);

@@ -49,7 +49,7 @@ class TableRows {
  private:
   bool next_page();
   bool open_row(const DataPage::Row& row);
-  Bytes moved_row(Bytes stub);
+  Bytes moved_row(Bytes forward);
   StoredRow::Field field(const Column& column, Bytes& bytes) const;
   Cell stored_cell(const Column& column, Bytes bytes, std::string& buffer);
   Cell calculated_cell(const Column& column, Bytes bytes, std::string& buffer);

@@ -4,11 +4,15 @@
 #include <cmath>
 
 #include "ado/ado_error.h"
-#include "providers/desktop/convert/engine.h"
 #include "providers/desktop/desktop_provider.h"
+#include "providers/desktop/sqlite/engine_calls.h"
 
 namespace quarno::desktop::convert {
 namespace {
+
+using sqlite::prepare;
+using sqlite::quoted;
+using sqlite::step;
 
 using access::Cell;
 using access::ColumnType;

@@ -8,15 +8,20 @@
 #include "providers/desktop/access/loader.h"
 #include "providers/desktop/convert/check.h"
 #include "providers/desktop/convert/defaults.h"
-#include "providers/desktop/convert/engine.h"
 #include "providers/desktop/convert/part_file.h"
 #include "providers/desktop/convert/queries.h"
 #include "providers/desktop/convert/relations.h"
 #include "providers/desktop/desktop_provider.h"
+#include "providers/desktop/sqlite/engine_calls.h"
 #include "providers/desktop/sqlite/session.h"
 
 namespace quarno::desktop::convert {
 namespace {
+
+using sqlite::bind_text;
+using sqlite::prepare;
+using sqlite::run;
+using sqlite::step;
 
 using access::ColumnType;
 using access::Table;
@@ -41,7 +46,7 @@ class Conversion {
 
   Summary run() {
     {
-      const sqlite::Database engine = open_engine(part_.path(), SQLITE_OPEN_READWRITE);
+      const sqlite::Database engine = sqlite::open_database(part_.path(), SQLITE_OPEN_READWRITE);
       fill(engine.get());
     }
     {
@@ -245,7 +250,7 @@ class Conversion {
 
   // On a connection of its own, which knows nothing that is not in the file.
   void check() {
-    const sqlite::Database engine = open_engine(part_.path(), SQLITE_OPEN_READONLY);
+    const sqlite::Database engine = sqlite::open_database(part_.path(), SQLITE_OPEN_READONLY);
     check_file(engine.get());
     for (const Table* const table : copied_) {
       const access::TableDesign& design = database_->design(*table);

@@ -4,10 +4,16 @@
 #include <set>
 
 #include "common/text.h"
-#include "providers/desktop/convert/engine.h"
+#include "providers/desktop/sqlite/engine_calls.h"
 
 namespace quarno::desktop::convert {
 namespace {
+
+using sqlite::bind_text;
+using sqlite::prepare;
+using sqlite::quoted;
+using sqlite::run;
+using sqlite::step;
 
 using Names = std::set<std::string>;  // in small letters
 

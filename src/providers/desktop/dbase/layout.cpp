@@ -22,8 +22,6 @@ constexpr std::uint32_t kLongestRecord = 4000;
 constexpr std::uint32_t kWidestText = 254;
 constexpr std::uint32_t kWidestNumber = 20;
 
-std::string quoted(std::string_view name) { return "'" + std::string(name) + "'"; }
-
 std::string_view product_of(std::uint8_t version) {
   switch (version) {
     case 0x02: return "a dBASE II file";

@@ -67,6 +67,9 @@ std::string header_text(const std::vector<Field>& fields, int code_page, const C
 /// Bytes 1 to 7 of the header, which every change rewrites: date of the last change and number of records.
 std::string change_mark(const CivilTime& today, std::uint32_t records);
 
+/// A name as messages have it.
+inline std::string quoted(std::string_view name) { return "'" + std::string(name) + "'"; }
+
 /// What is in the way of the statement, as the provider's error.
 Error refusal(std::int32_t number, std::string text, std::string_view sql_state = "HY000");
 

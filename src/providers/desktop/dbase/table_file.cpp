@@ -19,8 +19,6 @@ constexpr std::uint64_t kRecordsByte = 0x4000'0001;
 constexpr auto kPause = std::chrono::milliseconds(5);
 constexpr std::size_t kWriteBytes = 1 << 20;
 
-std::string quoted(std::string_view name) { return "'" + std::string(name) + "'"; }
-
 Error in_use(std::string_view name) {
   return refusal(ado::kUnspecified, "Could not use " + quoted(name) + "; file already in use.", "HYT00");
 }

@@ -2,25 +2,12 @@
 
 #include "common/text.h"
 #include "providers/desktop/jet/tokens.h"
-#include "providers/desktop/sqlite/sqlite_error.h"
+#include "providers/desktop/sqlite/engine_calls.h"
 
 namespace quarno::desktop::sqlite {
-namespace {
-
-bool step(sqlite3* database, const Statement& statement) {
-  const int result = sqlite3_step(statement.get());
-  if (result != SQLITE_ROW && result != SQLITE_DONE) throw engine_error(database, {});
-  return result == SQLITE_ROW;
-}
-
-}  // namespace
-
 Statement EngineSchema::ask(const char* query, std::string_view parameter) const {
-  sqlite3_stmt* raw = nullptr;
-  if (sqlite3_prepare_v2(database_, query, -1, &raw, nullptr) != SQLITE_OK)
-    throw engine_error(database_, query);
-  Statement statement(raw);
-  sqlite3_bind_text64(raw, 1, parameter.data(), parameter.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
+  Statement statement = prepare(database_, query);
+  sqlite3_bind_text64(statement.get(), 1, parameter.data(), parameter.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
   return statement;
 }
 

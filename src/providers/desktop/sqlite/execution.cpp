@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "ado/ado_error.h"
+#include "ado/write_statement.h"
 #include "common/text.h"
 #include "providers/desktop/desktop_provider.h"
 #include "providers/desktop/jet/result_types.h"
@@ -36,6 +37,8 @@ bool defines(const std::string& step) {
 
 // "{call p(1)}", "{? = call p}" and "call p(1)" as Jet calls a saved query.
 std::string call_as_execute(const std::string& text) {
+  // Nearly no statement is one.
+  if (text.find('{') == std::string::npos && ado::first_word(text) != "call") return text;
   const std::vector<jet::Token> tokens = jet::tokens_of(text);
   std::size_t at = tokens[0].is("{") ? 1 : 0;
   if (tokens[at].kind == jet::Token::Kind::parameter && tokens[at + 1].is("=")) at += 2;

@@ -4,11 +4,10 @@
 
 #include "ado/ado_error.h"
 #include "common/text.h"
-#include "providers/desktop/access_source.h"
 #include "providers/desktop/desktop_provider.h"
 #include "providers/desktop/functions/functions.h"
 #include "providers/desktop/sqlite/bind_exact.h"
-#include "providers/desktop/sqlite/sqlite_error.h"
+#include "providers/desktop/sqlite/engine_calls.h"
 #include "providers/desktop/sqlite/sqlite_session.h"
 
 namespace quarno::desktop::sqlite {
@@ -16,16 +15,6 @@ namespace {
 
 constexpr int kMostLevels = 5;
 constexpr std::size_t kMostPrepared = 64;
-
-Database opened(const std::string& native_path) {
-  sqlite3* raw = nullptr;
-  // One thread uses a session, so the engine's own locks are left out.
-  const int result =
-      sqlite3_open_v2(native_path.c_str(), &raw, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
-  Database database(raw);
-  if (result != SQLITE_OK) throw engine_error(raw, {});
-  return database;
-}
 
 struct Bind {
   sqlite3_stmt* statement;
@@ -68,7 +57,6 @@ SqliteSession::SqliteSession(Database database, std::unique_ptr<TableSource> sou
   dialect_.same_text = " = ? COLLATE BINARY";
   dialect_.call_open = "EXECUTE ";
   dialect_.call_close = "";
-  sqlite3_extended_result_codes(database_.get(), 1);
   wait_at_most(providers::kLockPatienceMs);
   register_functions(database_.get());
   run("PRAGMA foreign_keys = ON");
@@ -79,7 +67,7 @@ SqliteSession::SqliteSession(Database database, std::unique_ptr<TableSource> sou
 
 Error SqliteSession::failure(std::string_view statement) const {
   Error error = engine_error(database_.get(), statement);
-  if (is_read_only() && error.number == ado::kReadOnly) error.description += kReadOnlyHint;
+  if (is_read_only() && error.number == ado::kReadOnly) error.description += source_->why_read_only();
   return error;
 }
 
@@ -290,12 +278,12 @@ void SqliteSession::end_level(const std::string& outermost, const std::string& i
 }
 
 std::unique_ptr<ado::Session> open_session(const std::string& native_path) {
-  return std::make_unique<SqliteSession>(opened(native_path), nullptr);
+  return std::make_unique<SqliteSession>(open_database(native_path, SQLITE_OPEN_READWRITE), nullptr);
 }
 
 std::unique_ptr<ado::Session> open_session(std::unique_ptr<TableSource> source) {
   // Without a name: a database of this connection's own, which goes to disk when memory gets short.
-  Database database = opened("");
+  Database database = open_database("", SQLITE_OPEN_READWRITE);
   return std::make_unique<SqliteSession>(std::move(database), std::move(source));
 }
 
