@@ -63,7 +63,7 @@ class Output {
   void flush();
 
  private:
-  static constexpr std::size_t kBlockBytes = 256 * 1024;
+  static constexpr std::size_t kBlockBytes = std::size_t{256} * 1024;
 
   void put_long(std::string_view text);
 
