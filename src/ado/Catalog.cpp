@@ -73,13 +73,24 @@ Table Catalog::table(const std::string& name) {
   if (entry == nullptr) throw model_error(Model::item_not_found, kSource);
   Table table;
   table.is_stored = true;
+  table.reached_by = connection_->ConnectionString();
   table.definition.name = entry->name;
   ask([&](Session& session, SchemaSource& schema) {
-    table.definition.columns = columns_of(session, entry->name);
-    table.definition.indexes = schema.indexes(entry->name);
+    const std::shared_ptr<Session> designs = schema.designs(entry->name);
+    table.definition.columns = columns_of(designs == nullptr ? session : *designs, entry->name);
   });
-  sort_by_name(table.definition.indexes);
+  table.definition.indexes = indexes_of(entry->name);
   return table;
+}
+
+std::vector<IndexDefinition> Catalog::indexes_of(const std::string& table) {
+  auto indexes = ask([&](Session&, SchemaSource& schema) { return schema.indexes(table); });
+  sort_by_name(indexes);
+  return indexes;
+}
+
+Ddl Catalog::ddl() {
+  return ask([](Session&, SchemaSource& schema) { return schema.ddl(); });
 }
 
 // A query without rows: so a column has the type and size here that it has in every recordset.
@@ -103,57 +114,56 @@ void Catalog::run(const std::string& statement) {
   });
 }
 
+// All or none. Where a definition cannot be undone it is one statement.
+void Catalog::run_all(const std::vector<std::string>& statements) {
+  const auto work = [&] {
+    for (const std::string& statement : statements) run(statement);
+  };
+  if (statements.size() == 1) return work();
+  ask([&](Session& session, SchemaSource&) { session.together(work); });
+}
+
 void Catalog::append(Table& table) {
   if (table.is_stored) throw model_error(Model::in_collection, kSource);
-  ask([&](Session& session, SchemaSource& schema) {
-    const Ddl ddl = schema.ddl();
-    const std::vector<std::string> texts = create_table_texts(ddl, table.definition);
-    if (texts.size() == 1) return run(texts[0]);
-    const auto make_all = [&] {
-      for (const std::string& text : texts) run(text);
-    };
-    if (undoes_definitions(ddl)) return session.together(make_all);
-    run(texts[0]);
-    try {
-      for (std::size_t i = 1; i < texts.size(); ++i) run(texts[i]);
-    } catch (const Error&) {
-      quietly([&] { run(drop_table_text(ddl, table.definition.name)); });
-      throw;
-    }
-  });
+  run_all(create_table_texts(ddl(), table.definition));
   table.is_stored = true;
+  table.reached_by = connection_->ConnectionString();
+}
+
+// A host may have gone on to another database that has a table of this name too.
+void Catalog::require_own(const Table& table) const {
+  const bool is_own = connection_ != nullptr && connection_->ConnectionString() == table.reached_by;
+  if (table.is_stored && !is_own) throw model_error(Model::item_not_found, kSource);
 }
 
 void Catalog::append_column(Table& table, const ColumnDefinition& column) {
+  require_own(table);
   refuse_second(table.definition.columns, column.name);
   if (table.is_stored) {
-    run(add_column_text(ask([](Session&, SchemaSource& schema) { return schema.ddl(); }),
-                        table.definition.name, column));
+    run(add_column_text(ddl(), table.definition.name, column));
   }
   table.definition.columns.push_back(column);
 }
 
 void Catalog::append_index(Table& table, const IndexDefinition& index) {
+  require_own(table);
   refuse_second(table.definition.indexes, index.name);
   if (table.is_stored) {
-    run(add_index_text(ask([](Session&, SchemaSource& schema) { return schema.ddl(); }),
-                       table.definition.name, index));
+    run(add_index_text(ddl(), table.definition.name, index));
   }
   table.definition.indexes.push_back(index);
 }
 
 void Catalog::delete_column(Table& table, const std::string& name) {
+  require_own(table);
   auto& columns = table.definition.columns;
   const ColumnDefinition* const column = found(columns, name);
   if (column == nullptr) throw model_error(Model::item_not_found, kSource);
   if (table.is_stored) {
-    ask([&](Session& session, SchemaSource& schema) {
-      const std::string text = drop_column_text(schema.ddl(), table.definition.name, column->name);
-      // Indexes of the column may go with it.
-      undoes_definitions(schema.ddl()) ? session.together([&] { run(text); }) : run(text);
-      table.definition.indexes = schema.indexes(table.definition.name);
-    });
-    sort_by_name(table.definition.indexes);
+    TableDefinition& own = table.definition;
+    own.indexes = indexes_of(own.name);
+    run_all(drop_column_texts(ddl(), own, column->name));
+    own.indexes = indexes_of(own.name);  // some may have gone with the column
   }
   columns.erase(columns.begin() + (column - columns.data()));
 }

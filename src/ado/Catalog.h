@@ -16,6 +16,7 @@ namespace quarno::ado {
 struct Table {
   TableDefinition definition;
   bool is_stored = false;
+  std::string reached_by = {};  // of one that is stored: the connection string
 };
 
 class Catalog {
@@ -35,7 +36,8 @@ class Catalog {
   Table table(const std::string& name);
   /// Makes the table with its indexes, or nothing.
   void append(Table& table);
-  /// Raises 3367 for a name that is taken.
+  /// Raises 3367 for a name that is taken. Changing a table of another data source than the connection's
+  /// raises 3265, here and below.
   void append_column(Table& table, const ColumnDefinition& column);
   void append_index(Table& table, const IndexDefinition& index);
   /// Raises 3265 when there is none of that name.
@@ -46,7 +48,11 @@ class Catalog {
   template <class Work>
   auto ask(Work&& work);
   std::vector<ColumnDefinition> columns_of(Session& session, const std::string& table);
+  void require_own(const Table& table) const;
+  std::vector<IndexDefinition> indexes_of(const std::string& table);
+  Ddl ddl();
   void run(const std::string& statement);
+  void run_all(const std::vector<std::string>& statements);
 
   Ptr<Connection> connection_;
 };

@@ -322,10 +322,10 @@ constexpr Member kMembers[] = {
         "is added. True, or empty when it fails."),
     method<&CData::Table_Store>("Table_Store",
                                 "Makes the table with its indexes, or nothing. False when it fails."),
-    method<&CData::Table_CreateProcedure>(
-        "Table_CreateProcedure", {param("ProcName"), param("strProc")},
-        "Stores a procedure. On servers a text that begins with CREATE runs as it stands. False when it "
-        "fails."),
+    method<&CData::Table_CreateProcedure>("Table_CreateProcedure", {param("ProcName"), param("strProc")},
+                                          "Stores a procedure. A text that makes a procedure or function "
+                                          "itself runs as it stands. False when it "
+                                          "fails."),
 
     method<&CData::Bind>(
         "Bind", {param("MyControl"), param("Field"), param("Property", "")},

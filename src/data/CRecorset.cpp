@@ -89,14 +89,31 @@ void CRecorset::take_shapes() {
   shaped_ = true;
 }
 
+double CRecorset::parent_mark() const {
+  const bool has_child = (shaped_ || is_from_file_) && on_row() &&
+                         recordset_->columns().back().type == ado::DataType::chapter &&
+                         recordset_->EditMode() != ado::adEditAdd;
+  if (!has_child) return kNoParent;
+  try {
+    return std::get<double>(recordset_->Bookmark().storage());
+  } catch (const Error&) {
+    return child_mark_;  // a row that was deleted keeps what it had
+  }
+}
+
 void CRecorset::take_child() {
   child_ = nullptr;
   child_past_end_ = false;
-  if (!(shaped_ || is_from_file_) || !on_row() || recordset_->columns().back().type != ado::DataType::chapter)
-    return;
+  // Noted first: a child that cannot be read is not asked for again and again.
+  child_mark_ = parent_mark();
+  if (child_mark_ == kNoParent) return;
   const Variant value = recordset_->value(recordset_->columns().size() - 1);
   const auto* const object = value.get_if<Variant::Object>();
   if (object != nullptr) child_ = Ptr<ado::Recordset>(dynamic_cast<ado::Recordset*>(object->get()));
+}
+
+void CRecorset::follow_parent() {
+  if (parent_mark() != child_mark_) take_child();
 }
 
 void CRecorset::open_procedure(const std::string& call) {
@@ -123,6 +140,7 @@ void CRecorset::open_rows_of(const std::string& statement, std::int32_t options)
 void CRecorset::close_recordset() {
   child_ = nullptr;
   child_past_end_ = false;
+  child_mark_ = kNoParent;
   if (recordset_ && recordset_ == detached_) {
     // It has members of its own that go on with it.
     recordset_ = clone_ = nullptr;
@@ -214,16 +232,19 @@ void CRecorset::replace_recordset(const Ptr<ado::Recordset>& recordset) {
   take_child();
 }
 
-ado::Recordset& CRecorset::child_rows() const {
+ado::Recordset& CRecorset::child_rows() {
+  follow_parent();
   if (!child_ || !child_->is_open()) throw ado::model_error(ado::Model::object_closed);
   return *child_;
 }
 
-bool CRecorset::is_child_eof() const {
+bool CRecorset::is_child_eof() {
+  follow_parent();
   return !child_ || !child_->is_open() || child_past_end_ || child_->at_eof();
 }
 
-Variant CRecorset::child_value(std::string_view name) const {
+Variant CRecorset::child_value(std::string_view name) {
+  follow_parent();
   if (child_ && child_->on_row()) return value_or_substitute(*child_, child_->column_index(text::trim(name)));
   return {};
 }

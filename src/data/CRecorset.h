@@ -64,9 +64,9 @@ class CRecorset {
   bool move_child_previous() { return step_back(child_rows(), child_past_end_); }
   void move_child_first() { child_rows().MoveFirst(); }
   void move_child_last() { child_rows().MoveLast(); }
-  bool is_child_eof() const;
+  bool is_child_eof();
   /// Empty when the child has no current row.
-  Variant child_value(std::string_view name) const;
+  Variant child_value(std::string_view name);
   /// Searches from the current row on, itself included; false when it ends beyond the rows.
   bool find(const std::string& criterion, std::int32_t direction);
   /// False where the recordset has no indexes, which is an answer and no failure.
@@ -138,8 +138,12 @@ class CRecorset {
   static std::size_t long_column(const ado::Recordset& rows, std::string_view name);
   static bool step_on(ado::Recordset& rows, bool& past_end);
   static bool step_back(ado::Recordset& rows, bool& past_end);
+  // Which row the child is of: the current one's bookmark, or kNoParent where it has none.
+  double parent_mark() const;
   void take_child();
-  ado::Recordset& child_rows() const;
+  // The host, who holds the recordset too, may have moved it.
+  void follow_parent();
+  ado::Recordset& child_rows();
 
   Ptr<CError> error_;
   Ptr<ado::Connection> connection_;
@@ -152,8 +156,10 @@ class CRecorset {
   bool shaped_ = false;          // queries may be hierarchies
   bool is_from_file_ = false;    // as may files
   bool child_past_end_ = false;  // as past_end_
-  bool editing_ = false;         // a row is being added or edited
-  bool past_end_ = false;        // MoveNext ran past the last row, or MovePrev past the first
+  static constexpr double kNoParent = 0;
+  double child_mark_ = kNoParent;
+  bool editing_ = false;   // a row is being added or edited
+  bool past_end_ = false;  // MoveNext ran past the last row, or MovePrev past the first
 };
 
 }  // namespace quarno::data

@@ -1,12 +1,27 @@
 // The worker's rows beyond a connection: snapshots, the table in memory, and long fields to and from files.
 #include "ado/ado_error.h"
+#include "ado/persist/whole_file.h"
 #include "common/error.h"
 #include "common/text.h"
 #include "data/CRecorset.h"
 #include "data/piecewise.h"
+#include "platform/data_files.h"
 #include "platform/files.h"
 
 namespace quarno::data {
+namespace {
+
+bool is_no_regular_file(const std::string& path) {
+  if (!platform::files().exists(path)) return false;
+  try {
+    platform::data_files().open(path, platform::DataFiles::Access::read);
+    return false;
+  } catch (const Error& error) {
+    return error.number == static_cast<std::int32_t>(RunTime::path_file_access);
+  }
+}
+
+}  // namespace
 
 bool CRecorset::save_snapshot(const std::string& path, bool over_file) {
   if (text::upper(path).find(".XML") == std::string::npos) return false;
@@ -90,18 +105,24 @@ std::size_t CRecorset::long_column(const ado::Recordset& rows, std::string_view 
 void CRecorset::field_to_file(std::string_view name, const std::string& path) {
   ado::Recordset& rows = open_rows();
   const std::size_t index = long_column(rows, name);
-  // Without a current row this raises before the file is touched.
-  const auto size = [&]() -> std::optional<std::size_t> {
-    const Variant value = rows.value(index);
-    if (value.is_text()) return std::nullopt;
-    const auto* const bytes = value.get_if<Variant::Bytes>();
-    return bytes != nullptr ? bytes->size() : 0;
-  }();
-  const auto file = platform::files().open(path, platform::OpenFor::output);
-  copy_pieces(
-      size, [&](std::size_t count) { return rows.next_piece(index, count); },
-      [&](std::string_view bytes) { file->write(bytes); });
-  file->close();
+  // Without a current row this raises before the file is touched. The whole value is asked for: a walk
+  // through the field in pieces goes on where the last one ended, or broke off.
+  const Variant value = rows.value(index);
+  const auto* const bytes = value.get_if<Variant::Bytes>();
+  std::optional<std::size_t> size;
+  if (!value.is_text()) size = bytes != nullptr ? bytes->size() : 0;
+  const auto copy_to = [&](auto& file) {
+    copy_pieces(size, pieces_of(value), [&](std::string_view piece) { file.write(piece); });
+  };
+  if (is_no_regular_file(path)) {
+    // Devices and pipes are written to, never replaced; a folder is refused.
+    const auto file = platform::files().open(path, platform::OpenFor::output);
+    copy_to(*file);
+    return file->close();
+  }
+  ado::persist::WholeFile file(path);
+  copy_to(file);
+  file.place(ado::persist::OverFile::yes);
 }
 
 void CRecorset::file_to_field(std::string_view name, const std::string& path) {
@@ -111,7 +132,7 @@ void CRecorset::file_to_field(std::string_view name, const std::string& path) {
   const bool is_text = ado::is_text(rows.columns()[index].type);
   const auto file = platform::files().open(path, platform::OpenFor::input);
   std::string piece(kPieceSize, '\0');
-  for (;;) {
+  for (bool is_first = true;; is_first = false) {
     std::size_t count = 0;
     while (count < piece.size()) {
       const std::size_t more = file->read(std::span(piece).subspan(count));
@@ -121,6 +142,8 @@ void CRecorset::file_to_field(std::string_view name, const std::string& path) {
     if (count == 0) return;
     const std::string_view read = std::string_view(piece).substr(0, count);
     editing_ = true;
+    // Else it would be appended to what the last walk through the field wrote.
+    if (is_first) rows.set_value(index, is_text ? Variant("") : Variant(Variant::Bytes()));
     rows.append_piece(index, is_text ? Variant(text::from_windows_1252(read))
                                      : Variant(Variant::Bytes(read.begin(), read.end())));
   }

@@ -58,6 +58,7 @@ TEST_P(CatalogTest, DefinesAndChangesTables) {
     EXPECT_EQ(data->Table_AddIndex("ix", false, false, "select"), Variant(true)) << data->Err_Description();
     EXPECT_EQ(data->Table_AddIndex("PrimaryKey", true, true, "Id"), Variant(true));
     EXPECT_EQ(data->Table_AddIndex("u", false, true, "select,Id"), Variant(true));
+    EXPECT_EQ(data->Table_AddIndex("with it", false, false, "gone"), Variant(true));
     EXPECT_FALSE(other->Table_Exist(name)) << "written before it was stored";
     store();
   }
@@ -129,10 +130,15 @@ TEST_P(CatalogTest, ListsViewsWithTheirTexts) {
   std::string name = "myview";
   const std::string text = text::upper(data->View_Command(name));
   EXPECT_EQ(name, "MYVIEW");
-  EXPECT_TRUE(text.starts_with("SELECT COUNT(")) << text;
+  EXPECT_TRUE(text.starts_with("SELECT COUNT(") && !text.ends_with(';')) << text;
   EXPECT_EQ(data->View_Command("MyVie_"), "");
   ASSERT_TRUE(data->Table_Open("myVIEW")) << data->Err_Description();
   EXPECT_EQ(columns(), "Much");
+  if (engine().name == std::string("MySQL3")) return;  // no passing views there
+  run("CREATE TEMPORARY VIEW passing AS SELECT 1 AS x");
+  EXPECT_EQ(data->Tables_List(), "A,B");
+  EXPECT_EQ(data->Views_List(), "MyView,passing");
+  EXPECT_EQ(data->View_Command("Passing"), "SELECT 1 AS x");
 }
 
 TEST_P(CatalogTest, ListsManyTables) {

@@ -1,6 +1,8 @@
 // The catalogue of files and folders, and what is odd about the members on purpose.
 #include <gtest/gtest.h>
 
+#include "common/convert.h"
+#include "common/locale_info.h"
 #include "data/CData.h"
 #include "desktop/access/real_files.h"
 #include "platform/fake/fakes.h"
@@ -85,6 +87,24 @@ TEST_F(DesktopCatalogTest, ADefinitionIsKeptUntilItIsStored) {
   EXPECT_EQ(data->Tables_List(), "Second");
 }
 
+TEST_F(DesktopCatalogTest, ATableOfAnotherDatabaseIsLeftAlone) {
+  for (const char* const file : {"b.db", "a.db"}) {
+    data = reaching(data::Conn_Jet, file == std::string("a.db") ? folder / file : folder.put(file, ""));
+    ASSERT_TRUE(data->ExecuteSQL("CREATE TABLE T (A LONG, B LONG)")) << data->Err_Description();
+    ASSERT_TRUE(data->Table_Open("T"));
+  }
+  EXPECT_TRUE(data->Table_DeleteColumn("A"));
+  data->CloseConnection();
+  EXPECT_TRUE(data->Table_AddColumn("C", 3)) << "the connection opens again";
+  data->CloseConnection();
+  data->SetDatabase(folder / "b.db");
+  EXPECT_FALSE(data->Table_DeleteColumn("B"));
+  EXPECT_FALSE(data->Table_AddColumn("D", 3));
+  EXPECT_TRUE(data->Table_AddIndex("i", false, false, "B").is_empty());
+  ASSERT_TRUE(data->Table_Open("T"));
+  EXPECT_EQ(data->Table_ColumnsCount(), 2);
+}
+
 TEST_F(DesktopCatalogTest, AccessorsAreSilentAndTheOthersSayWhoFailed) {
   data->SetMessages(true);
   EXPECT_EQ(data->Table_ColumnsCount(), 0);
@@ -134,6 +154,31 @@ TEST_F(DesktopCatalogTest, AccessorsAreSilentAndTheOthersSayWhoFailed) {
   }
 }
 
+TEST_F(DesktopCatalogTest, AViewIsShownAsItWasWritten) {
+  ASSERT_TRUE(data->ExecuteSQL("CREATE TABLE T (A LONG, B TEXT(5))"));
+  const struct {
+    std::string name;
+    std::string query;
+    const char* first;
+  } rows[] = {
+      {"V1", "SELECT TOP 1 A & '!' AS K, IIf(A / 2 > 1, 'y', B) AS Z\n FROM T WHERE B LIKE 'x%' ORDER BY A",
+       "3!"},
+      {"V 2", "SELECT K FROM [V1] -- as it is", "3!"},
+      {"V3", "SELECT A FROM T", "3"}};
+  for (const auto& row : rows) {
+    ASSERT_TRUE(data->ExecuteSQL("CREATE VIEW [" + row.name + "] AS " + row.query))
+        << data->Err_Description();
+  }
+  ASSERT_TRUE(data->ExecuteSQL("INSERT INTO T VALUES (3, 'x1')"));
+  for (const auto& row : rows) {
+    std::string name = row.name;
+    EXPECT_EQ(data->View_Command(name), row.query);
+    ASSERT_TRUE(data->AccessQuery("SELECT * FROM [" + row.name + "]")) << data->Err_Description();
+    EXPECT_EQ(to_text(data->GetPoundPos(0), LocaleInfo{}), row.first);
+  }
+  EXPECT_TRUE(data->Table_Open("V 2"));
+}
+
 TEST_F(DesktopCatalogTest, ProceduresAreListedUpToASemicolon) {
   for (const char* name : {"p2", "p1;2", "p1;1"}) {
     EXPECT_TRUE(data->Table_CreateProcedure(name, "PARAMETERS x LONG; SELECT x")) << data->Err_Description();
@@ -142,7 +187,12 @@ TEST_F(DesktopCatalogTest, ProceduresAreListedUpToASemicolon) {
   EXPECT_EQ(data->StoredProcs_Command("P2"), "PARAMETERS x LONG; SELECT x");
   EXPECT_EQ(data->StoredProcs_Command("p1"), "");
   EXPECT_FALSE(data->Table_CreateProcedure("P2", "SELECT 1")) << "the name is taken";
-  EXPECT_EQ(data->Tables_List(), "") << "where they are kept is the system's";
+  EXPECT_FALSE(data->Table_CreateProcedure("p3", " -- nothing"));
+  EXPECT_TRUE(data->Table_CreateProcedure("p4", "CREATE TABLE Later (A LONG)"));
+  EXPECT_FALSE(data->Table_Exist("Later"));
+  EXPECT_TRUE(data->ExecuteSQL("EXECUTE p4")) << data->Err_Description();
+  EXPECT_TRUE(data->Table_Exist("Later"));
+  EXPECT_EQ(data->Tables_List(), "Later") << "where they are kept is the system's";
   EXPECT_NE(data->Tables_List(true), "");
 }
 
@@ -156,12 +206,13 @@ TEST_F(DesktopCatalogTest, AFolderOfDbaseTables) {
   EXPECT_EQ(data->Table_ColumnName(0), "A");
   EXPECT_EQ(data->Table_ColumnType("A"), 202);
   EXPECT_EQ(data->Table_ColumnLength("A"), 1);
-  for (const bool indexed : {true, false}) {
+  for (const char* const key : {"N", "T", ""}) {
+    const bool indexed = *key != '\0';
     data = reaching(data::Conn_DB3, folder.path());
     ASSERT_TRUE(data->Table_Create("NEW"));
     ASSERT_TRUE(data->Table_AddColumn("N", 5));
     ASSERT_TRUE(data->Table_AddColumn("T", 200, 30));
-    if (indexed) data->Table_AddIndex("i", false, false, "N");
+    data->Table_AddIndex("i", *key == 'N', false, key);
     EXPECT_EQ(data->Table_Store(), !indexed) << data->Err_Description();
     EXPECT_EQ(data->Tables_List(), indexed ? "FIRST" : "FIRST,NEW");
   }
@@ -174,6 +225,7 @@ TEST_F(DesktopCatalogTest, AnAccessFileIsRead) {
   if (!std::filesystem::exists(file)) GTEST_SKIP() << "no real files";
   data = reaching(data::Conn_Jet, file.string());
   EXPECT_EQ(data->Tables_List(), "Table1,Table2,Table3") << data->Err_Description();
+  EXPECT_NE(data->Tables_List(true).find(",MSysObjects,"), std::string::npos);
   EXPECT_NE(data->Views_List(), "") << data->Err_Description();
   EXPECT_NE(data->StoredProcs_List(), "");
   ASSERT_TRUE(data->Table_Open("TABLE1")) << data->Err_Description();
@@ -183,6 +235,19 @@ TEST_F(DesktopCatalogTest, AnAccessFileIsRead) {
   ASSERT_TRUE(data->Table_AddColumn("x", 3));
   EXPECT_FALSE(data->Table_Store());
   EXPECT_NE(data->Err_Description().find("read-only"), std::string::npos) << data->Err_Description();
+  const struct {
+    const char* file;
+    const char* column;
+    bool is_key;
+  } rows[] = {{"jackcess_testV2007.accdb", "A", true},
+              {"jackcess_testV1997.mdb", "A", true},
+              {"jackcess_testV1997.mdb", "B", false},
+              {"jackcess_indexTestV2000.mdb", "id", false}};  // an index of its own comes first
+  for (const auto& row : rows) {
+    data = reaching(data::Conn_Jet, (real_files("access") / row.file).string());
+    ASSERT_TRUE(data->Table_Open("Table1")) << row.file;
+    EXPECT_EQ(data->Table_ColumnKey(row.column), row.is_key) << row.file;
+  }
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <tuple>
 
 #include "common/decimal.h"
+#include "common/exact_sum.h"
 
 namespace quarno {
 namespace {
@@ -112,6 +113,46 @@ TEST(Decimal, ComparesRescalesAndConverts) {
   EXPECT_EQ(Decimal::from_double(-1e20)->text(), "-100000000000000000000");
   for (const double none : {8e28, std::nan(""), HUGE_VAL}) EXPECT_FALSE(Decimal::from_double(none));
   EXPECT_EQ(Decimal::parse("0.1234567890123456789012345678")->to_double(), 0.1234567890123456789012345678);
+}
+
+TEST(ExactSum, IsRoundedOnceHalfToEven) {
+  using Texts = std::vector<const char*>;
+  const char* const most = "79228162514264337593543950335";
+  const struct {
+    Texts values;
+    std::uint64_t count;
+    std::optional<int> decimals;
+    const char* expected;
+  } rows[] = {
+      {{}, 1, {}, "0"},
+      {{}, 3, 4, "0.0000"},
+      {{"0.10", "0.2", "-1.15"}, 1, {}, "-0.85"},
+      {{"0.10", "0.2", "-1.15"}, 1, 3, "-0.850"},
+      {{"100", "-100", "-20"}, 1, {}, "-20"},
+      {{"1"}, 3, {}, "0.3333333333333333333333333333"},
+      {{"-2"}, 3, {}, "-0.6666666666666666666666666667"},
+      // Halves, and what only looks like one after a first rounding.
+      {{"0.0001"}, 2, 4, "0.0000"},
+      {{"0.0003"}, 2, 4, "0.0002"},
+      {{"-0.0005"}, 2, 4, "-0.0002"},
+      {{"0.0015000003"}, 30, 4, "0.0001"},
+      {{"5"}, 10, 0, "0"},
+      {{"5.0000000000000000000000000001"}, 10, 0, "1"},
+      {{"15"}, 10, 0, "2"},
+      // More than fits on the way, digits that no longer fit, and too much.
+      {{most, most, "-1"}, 3, 0, "52818775009509558395695966890"},
+      {{most, "0.4"}, 1, 4, most},
+      {{"1234567890123456789012345.6789", "0.00001"}, 1, 28, "1234567890123456789012345.6789"},
+      {{most, "0.5"}, 1, {}, "none"},
+      {{most, most}, 1, 0, "none"},
+  };
+  for (const auto& row : rows) {
+    ExactSum sum;
+    for (const char* value : row.values) sum.add(*Decimal::parse(value));
+    EXPECT_EQ(shown(sum.result(row.count, row.decimals)), row.expected);
+    for (const char* value : row.values) sum.subtract(*Decimal::parse(value));
+    EXPECT_EQ(sum.result()->text(), "0");
+  }
 }
 
 TEST(Currency, KeepsFourDecimalsExactly) {

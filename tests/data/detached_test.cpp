@@ -9,6 +9,7 @@
 #include "common/convert.h"
 #include "data/CData.h"
 #include "data/piecewise.h"
+#include "desktop/dbase/memory_disk.h"
 #include "platform/fake/fakes.h"
 #include "support/temp_folder.h"
 
@@ -71,6 +72,13 @@ class DetachedTest : public ::testing::Test {
     if (rows.RecordCount() > 0) text += " +" + told(rows);
     rows.set_Filter("");
     return text;
+  }
+  std::string left_beside() const {
+    std::string left;
+    for (const auto& file : std::filesystem::directory_iterator(folder.path())) {
+      if (file.path().extension() == ".tmp") left += file.path().filename().string();
+    }
+    return left;
   }
   int failed() {
     const int number = data->Err_Number();
@@ -249,11 +257,7 @@ TEST_F(DetachedTest, WhatIsNoSnapshotFailsByTheConvention) {
   EXPECT_TRUE(bad->XML_Save(folder / "good.xml", true).is_empty());
   EXPECT_EQ(bad->Err_Number(), ado::kMultipleStep);
   EXPECT_EQ(bytes_of(folder / "good.xml"), good);
-  std::string left;
-  for (const auto& file : std::filesystem::directory_iterator(folder.path())) {
-    if (file.path().extension() == ".tmp") left += file.path().filename().string();
-  }
-  EXPECT_EQ(left, "");
+  EXPECT_EQ(left_beside(), "");
 }
 
 TEST_F(DetachedTest, TwoThatSaveToOneNameLeaveOneWholeFile) {
@@ -274,6 +278,7 @@ TEST_F(DetachedTest, TwoThatSaveToOneNameLeaveOneWholeFile) {
   other.join();
   ASSERT_TRUE(data->XML_OpenSchema(folder / "one.xml")) << data->Err_Description();
   EXPECT_EQ(data->GetPound("N"), Variant(data->RecordCount()));
+  EXPECT_EQ(left_beside(), "");
 }
 
 TEST_F(DetachedTest, TheTableInMemoryIsDefinedFilledAndWalked) {
@@ -377,6 +382,7 @@ TEST_F(DetachedTest, LongFieldsGoToFilesAndBack) {
   for (int i = 0; i < 2; ++i) {
     worker.add_new();
     worker.set_field_value("ID", i);
+    if (i == 0) worker.file_to_field("D", folder.put("other.bin", "another"));
     if (i == 0) worker.file_to_field("D", folder.put("in.bin", bytes));
     if (i == 0)
       worker.file_to_field(" m ", folder.put("in.txt",
@@ -404,6 +410,27 @@ TEST_F(DetachedTest, LongFieldsGoToFilesAndBack) {
   EXPECT_EQ(bytes_of(out),
             "Gr\xf6\xdf"
             "e");
+  // Each copy is the whole field, whatever the one before it came to.
+  for (int allowed = 0;; ++allowed) {
+    test::MemoryDisk disk;
+    const platform::ScopedPort<platform::DataFiles> in_place(disk);
+    disk.put(out, "old");
+    disk.allow(allowed, test::MemoryDisk::Failure::full);
+    data->Blob2File("D", out);
+    const int number = failed();
+    EXPECT_TRUE(disk.bytes(out) == (number == 0 ? bytes : "old")) << allowed;
+    EXPECT_EQ(disk.count(), 1u) << allowed;
+    if (number == 0) break;
+    EXPECT_EQ(number, 61);
+  }
+  const std::string device = folder / "device";
+  std::filesystem::create_symlink("/dev/full", device);
+  data->Blob2File("D", device);
+  EXPECT_EQ(failed(), 61);
+  EXPECT_TRUE(std::filesystem::is_symlink(device)) << "it is written to, not replaced";
+  data->GetRecordSet()->Fields()->Item("M")->GetChunk(2);
+  data->Blob2File("M", out);
+  EXPECT_EQ(std::filesystem::file_size(out), 5u);
   ASSERT_TRUE(data->MoveNext());
   data->Blob2File("D", out);
   EXPECT_EQ(bytes_of(out), "") << "null is an empty file";

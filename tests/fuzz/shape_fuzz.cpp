@@ -9,6 +9,7 @@ const std::vector<std::string> kSeeds = {
     "b)) "
     "AS z RELATE a TO b), COUNT(z), NEW adVarChar(10, 2) n",
     "SHAPE APPEND NEW adInteger AS a; ",
+    "SHAPE {a -- don't\n /* } */ [x}] `}`} c COMPUTE c, AVG(c.[x}]) BY c.a",
 };
 
 namespace {

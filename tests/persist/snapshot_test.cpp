@@ -33,6 +33,12 @@ std::string one_value(const std::string& type, const std::string& value) {
   return snapshot(column(type), rows("<z:row X='" + value + "'/>"));
 }
 
+std::string repeated(std::string_view text, int times) {
+  std::string result;
+  for (int i = 0; i < times; ++i) result += text;
+  return result;
+}
+
 std::string utf16(std::string_view utf8, bool little) {
   std::string result;
   const auto put = [&](char32_t unit) {
@@ -221,11 +227,34 @@ TEST(Snapshot, ReadsWhatOthersWrite) {
                 "c:hidden='true' b:type='i2'/><a:AttributeType name='a' c:number='1' b:type='i2'/>",
                 rows("<z:row a='1' b='2' h='3'/>")),
        "a:2:2 b:2:2 h:2:2?\n1|2|3\n"},
+      {snapshot("<a:attribute type='s'/></a:ElementType><a:AttributeType name='s' b:type='i2'/>"
+                "<a:ElementType name='other'>",
+                rows("<z:row s='1'/>")),
+       "s:2:2\n1\n"},
   };
   for (const auto& [bytes, expected] : files) EXPECT_EQ(told(opened(bytes), false), expected);
   const std::string latin = "<?xml version='1.0' encoding='Windows-1252'?>";
   const std::string in_latin = one_value("", "\xE0\x80").substr(21);
   EXPECT_EQ(opened(latin + in_latin).rows->value(0, 0), Variant("à€"));
+  for (const bool little : {true, false}) {
+    const std::string without_mark = utf16(one_value("", "à\t\tb"), little).substr(2);
+    EXPECT_EQ(opened(without_mark).rows->value(0, 0), Variant("à\t\tb"));
+  }
+}
+
+TEST(Snapshot, RoundsToTheSecondWithinTheDay) {
+  const std::tuple<DataType, Date, const char*> cases[] = {
+      {DataType::date, moment(2024, 2, 29, 23, 59, 59, 600'000), "2024-03-01T00:00:00"},
+      {DataType::date, moment(2024, 2, 29, 23, 59, 59, 400'000), "2024-02-29T23:59:59"},
+      {DataType::date, moment(9999, 12, 31, 23, 59, 59, 600'000), "9999-12-31T23:59:59"},
+      {DataType::db_date, moment(2024, 2, 29, 23, 59, 59, 600'000), "2024-02-29"},
+      {DataType::db_time, moment(1899, 12, 30, 23, 59, 59, 600'000), "23:59:59"},
+      {DataType::db_time, moment(1899, 12, 30, 22, 59, 59, 600'000), "23:00:00"},
+  };
+  for (const auto& [type, value, expected] : cases) {
+    Column column{.name = "d", .type = type, .base_table = "", .base_column = ""};
+    EXPECT_EQ(told(column, value), expected);
+  }
 }
 
 TEST(Snapshot, RefusesWhatIsNoneOrBroken) {
@@ -252,6 +281,7 @@ TEST(Snapshot, RefusesWhatIsNoneOrBroken) {
       {snapshot(column("b:type='banana'"), row), "no type 'banana'"},
       {snapshot(column("") + column(""), row), "'X' twice"},
       {snapshot(column("c:number='-1'"), row), "bad number"},
+      {snapshot(column("") + repeated("<a:ElementType name='Y'/>", 1001), row), "too many chapters"},
       {snapshot("<a:attribute type='Y'/>", row), "refers to 'Y'"},
       {snapshot(column("") + "<a:ElementType name='Y' c:relation='0100'>" + column("") + "</a:ElementType>",
                 row),
@@ -265,12 +295,7 @@ TEST(Snapshot, RefusesWhatIsNoneOrBroken) {
        "lacks what it is"},
       {snapshot(column(""), std::string(100, ' ') + "<a><b></a>"), "Line 1: mismatched tag"},
       {"<xml xmlns:c='urn:schemas-microsoft-com:rowset'><c:data/></xml>", "before their columns"},
-      {[] {
-         std::string deep = snapshot(column(""), "");
-         for (int i = 0; i < 100'000; ++i) deep.insert(deep.size() - 6, "<a>");
-         return deep;
-       }(),
-       "too deeply"},
+      {snapshot(column(""), repeated("<a>", 100'000)), "too deeply"},
       {one_value("", "a\xFF"), "not well-formed"},
   };
   for (const auto& [bytes, reason] : files) {
@@ -390,6 +415,30 @@ TEST(Snapshot, KeepsHierarchies) {
   EXPECT_EQ(error_of([&] { return saved(file).size(); }), full_number(Model::feature_not_available));
 }
 
+// Other readers cut values at the size that a file states.
+TEST(Snapshot, WritesColumnsWithoutALimitAsLongOnes) {
+  using enum DataType;
+  std::vector<Column> columns;
+  std::vector<Variant> values;
+  for (const DataType type : {char_, var_char, long_var_char, wchar, var_wchar, long_var_wchar, binary,
+                              var_binary, long_var_binary}) {
+    columns.push_back({.name = "F" + std::to_string(static_cast<int>(type)),
+                       .type = type,
+                       .base_table = "",
+                       .base_column = ""});
+    values.push_back(is_binary(type) ? Variant(Variant::Bytes{1, 2}) : Variant("text"));
+  }
+  const auto rows = row_set(std::make_unique<MadeRows>(columns, std::vector<std::vector<Variant>>{values}));
+  const std::string bytes = saved(saving(*rows));
+  EXPECT_EQ(bytes.find("dt:maxLength='0'"), std::string::npos);
+  const Opened again = opened(bytes);
+  EXPECT_EQ(told(again.rows->columns(), false),
+            "F129:201:2147483647 F200:201:2147483647 F201:201:2147483647 F130:203:1073741823 "
+            "F202:203:1073741823 F203:203:1073741823 F128:205:2147483647 F204:205:2147483647 "
+            "F205:205:2147483647");
+  EXPECT_EQ(told(*again.rows), told(*rows));
+}
+
 TEST(Snapshot, NamesWhatItCannotHold) {
   const auto failure = [](DataType type, const Variant& value) {
     Column first{.name = "A", .type = DataType::integer, .base_table = "", .base_column = ""};
@@ -431,27 +480,43 @@ TEST(Snapshot, NamesWhatItCannotHold) {
 TEST(Snapshot, LeavesTheOldFileWholeWhereverSavingBreaksOff) {
   const auto source = sample_rows();
   Saving what = saving(*source);
-  what.order = std::vector<std::size_t>(500, 0);
+  what.order = std::vector<std::size_t>(250, 0);
   const std::string whole = saved(what);
-  ASSERT_GT(whole.size(), std::size_t{1'000'000});  // several blocks
-  int failures = 0;
-  for (int allowed = 0;; ++allowed) {
-    MemoryDisk disk;
-    platform::ScopedPort<platform::DataFiles> port(disk);
-    disk.put("a.xml", "old");
-    disk.put("a.xml.1.tmp", "another's");
-    disk.allow(allowed, MemoryDisk::Failure::full);
-    const bool is_saved = error_of([&] {
-                            save_snapshot("a.xml", what.table, what.order);
-                            return 0;
-                          }) == 0;
-    EXPECT_EQ(disk.bytes("a.xml"), is_saved ? whole : "old");
-    EXPECT_EQ(disk.bytes("a.xml.1.tmp"), "another's");
-    EXPECT_EQ(disk.count(), 2u);
-    if (is_saved) break;
-    ++failures;
+  ASSERT_GT(whole.size(), std::size_t{512 * 1024});  // several blocks
+  const std::string beside = "a.xml.1.quarnofwk.tmp";
+  for (const auto failure : {MemoryDisk::Failure::full, MemoryDisk::Failure::dies}) {
+    int failures = 0;
+    for (int allowed = 0;; ++allowed) {
+      MemoryDisk disk;
+      platform::ScopedPort<platform::DataFiles> port(disk);
+      const auto save = [&] {
+        return error_of([&] {
+          save_snapshot("a.xml", what.table, what.order);
+          return 0;
+        });
+      };
+      disk.put("a.xml", "old");
+      disk.put(beside, "another's");
+      const auto others = disk.open(beside, platform::DataFiles::Access::read_write);
+      ASSERT_TRUE(others->try_lock(platform::LockKind::exclusive, std::uint64_t{1} << 62, 1));
+      disk.allow(allowed, failure);
+      const bool is_saved = save() == 0;
+      EXPECT_EQ(disk.bytes("a.xml"), is_saved ? whole : "old");
+      EXPECT_EQ(disk.bytes(beside), "another's");
+      if (is_saved || failure == MemoryDisk::Failure::full) {
+        EXPECT_EQ(disk.count(), 2u);
+      }
+      // What processes left behind that ended on the way is gone with the next save.
+      MemoryDisk later(disk);
+      platform::ScopedPort<platform::DataFiles> later_port(later);
+      EXPECT_EQ(save(), 0);
+      EXPECT_EQ(later.bytes("a.xml"), whole);
+      EXPECT_LE(later.count(), failure == MemoryDisk::Failure::full ? 1u : 2u);
+      if (is_saved) break;
+      ++failures;
+    }
+    EXPECT_GE(failures, 5);
   }
-  EXPECT_GE(failures, 5);
   const TempFolder folder;
   const std::string path = folder.put("real.xml", "old");
   source->change(0, 0, "no number");

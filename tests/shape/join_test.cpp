@@ -106,6 +106,49 @@ TEST(ShapeJoin, FindsWhatComparingAllRowsFinds) {
   EXPECT_GT(matches, 2000U);  // or the rounds would say little
 }
 
+TEST(ShapeJoin, NumbersAreEqualByValue) {
+  const auto exactly = [](const char* text) { return Variant(*Decimal::parse(text)); };
+  // Of all others in the list each is equal to those of its own group alone.
+  const std::vector<std::vector<Variant>> groups = {
+      {0.0, -0.0, std::int32_t{0}, exactly("-0.00"), false},
+      {1e-29},
+      {2e-29F, double{2e-29F}},
+      {1e-300},
+      {0.1, exactly("0.1000"), Currency{1000}},
+      {0.1F},
+      {0.1 + 0.2},
+      {0.3},
+      {true, std::int16_t{-1}},
+      {std::int64_t{9007199254740993}, exactly("9007199254740993")},
+      {9007199254740992.0, std::int64_t{9007199254740992}},
+      {1e20, exactly("100000000000000000000.0")},
+      {std::int64_t{INT64_MIN}, exactly("-9223372036854775808.00")},
+      {exactly("9223372036854775808")},
+      {exactly("-0.5"), -0.5, Currency{-5000}},
+      {exactly("0.5"), exactly("0.50")},
+      {exactly("5.5"), 5.5F},
+      {1e300}};
+  std::vector<Variant> values;
+  std::vector<std::size_t> group_of;
+  for (std::size_t i = 0; i < groups.size(); ++i) {
+    values.insert(values.end(), groups[i].begin(), groups[i].end());
+    group_of.resize(values.size(), i);
+  }
+  Result rows;
+  rows.columns.emplace_back().type = DataType::variant;
+  rows.store = store_for(rows.columns);
+  for (const Variant& value : values) rows.store.column(0).append(value);
+  const Keys keys{rows.store, rows.columns, {0}};
+  const Join found = join(keys, keys);
+  for (std::size_t a = 0; a < values.size(); ++a) {
+    std::vector<std::uint32_t> expected;
+    for (std::uint32_t b = 0; b < values.size(); ++b) {
+      if (group_of[a] == group_of[b]) expected.push_back(b);
+    }
+    EXPECT_TRUE(std::ranges::equal(found.children.rows(found.group_of_parent[a]), expected)) << "value " << a;
+  }
+}
+
 TEST(ShapeJoin, GroupsKeepTheirOrderAndTakeNullsTogether) {
   std::mt19937 random(3);
   for (int round = 0; round < 200; ++round) {
@@ -133,6 +176,10 @@ TEST(ShapeAggregate, ResultsAndTheirTypes) {
   const std::vector<Variant> big = {std::int64_t{INT64_MAX}, std::int64_t{INT64_MAX}, std::int64_t{-1}};
   const std::vector<Variant> money = {Currency{100}, Currency{100}, Currency{101}};
   const std::vector<Variant> exact = {exactly("0.10"), exactly("0.2"), exactly("-1.15")};
+  // Just above a half of the fourth decimal, which six decimals do not show; digits that doubles lose.
+  const std::vector<Variant> half(19'999, Currency{0}), tenths(10, 0.1), lost = {1e16, 1.0, -1e16};
+  std::vector<Variant> above = half;
+  above.insert(above.end(), {Currency{10'000}, Variant::null(), Currency{1}});
   const std::vector<Variant> texts = {"b", "A", "c"}, none = {Variant::null()};
   const std::vector<Variant> huge = {exactly("79228162514264337593543950335"),
                                      exactly("79228162514264337593543950335")};
@@ -155,6 +202,16 @@ TEST(ShapeAggregate, ResultsAndTheirTypes) {
       {F::sum, big_int, big, exactly("18446744073709551613"), numeric},
       {F::sum, currency, money, Currency{301}, currency},
       {F::avg, currency, money, Currency{100}, currency},
+      {F::avg, currency, above, Currency{1}, currency},
+      {F::avg, currency, {std::vector<Variant>{Currency{1}, Currency{2}}}, Currency{2}, currency},
+      {F::sum,
+       currency,
+       {std::vector<Variant>{Currency{INT64_MAX}, Currency{1}}},
+       exactly("922337203685477.5808"),
+       currency},
+      {F::sum, real, tenths, 1.0, real},
+      {F::avg, real, tenths, 0.1, real},
+      {F::sum, single, lost, 1.0, real},
       {F::sum, numeric, exact, exactly("-0.85"), numeric},
       {F::avg, numeric, exact, exactly("-0.283333"), numeric},
       {F::sum, numeric, huge, 2 * 79228162514264337593543950335.0, numeric},

@@ -86,6 +86,11 @@ TEST_F(ShapeTest, RowsStandUnderTheirParents) {
        "ID TO P, G TO "
        "P) AS two, (c RELATE G TO P) AS three, SUM(three.K) s",
        "1 1 [] [10 1; 12 1] [10 1; 12 1] 22; 2 1 [] [] [10 1; 12 1] 22; 3 - [] [] [] -"},
+      // A parent within goes on under its own name, with its chapters.
+      {"SHAPE {SELECT ID FROM P WHERE ID < 3} APPEND ((SHAPE {SELECT K, P FROM C} AS c APPEND ({SELECT X, C "
+       "FROM "
+       "G} RELATE K TO C) AS gs) RELATE ID TO P) AS one, (c RELATE ID TO P) AS two, COUNT(two.gs)",
+       "1 [10 1 [i 10; k 10]; 12 1 [j 12]] [10 1 [i 10; k 10]; 12 1 [j 12]] 3; 2 [11 2 []] [11 2 []] 0"},
       {"SHAPE {SELECT ID FROM P WHERE 1=0} APPEND ({SELECT T FROM C} RELATE ID TO T)", ""},
       // Groups in the child's order, null being one of them.
       {"SHAPE {SELECT P, V, T FROM C ORDER BY K DESC} AS c COMPUTE c, COUNT(c) n, SUM(c.V) v, ANY(c.T) BY P",
@@ -110,6 +115,14 @@ TEST_F(ShapeTest, RowsStandUnderTheirParents) {
       {"SHAPE {SELECT ID FROM P} APPEND ({SELECT ?} RELATE ID TO PARAMETER 1)", kWrong},
       {"SHAPE {SELECT ID FROM P} APPEND ({SELECT ?} RELATE ID TO P, ID TO PARAMETER 0)", kWrong},
       {"SHAPE {SELECT * FROM C} c COMPUTE d", kWrong},
+      {"SHAPE (SHAPE {SELECT * FROM C} c COMPUTE c BY P) AS p COMPUTE p BY c", kWrong},
+      {"SHAPE {SELECT ID FROM P} APPEND ((SHAPE {SELECT * FROM C} APPEND ({SELECT * FROM G} RELATE K TO C) "
+       "AS g) "
+       "RELATE ID TO g)",
+       kWrong},
+      {"SHAPE (SHAPE {SELECT * FROM C} c COMPUTE c BY P) AS p APPEND ({SELECT ?} RELATE c TO PARAMETER 0)",
+       kWrong},
+      {"SHAPE {SELECT ID FROM P} AS p APPEND (p RELATE ID TO ID)", kWrong},
       {"SHAPE {DELETE FROM G} APPEND ({SELECT * FROM C} RELATE C TO P)", kWrong},
   };
   for (const auto& [statement, expected] : rows) EXPECT_EQ(dumped(statement), expected) << statement;
@@ -275,6 +288,31 @@ TEST_F(ShapeDataTest, HostsWalkParentsAndChildren) {
     }
   } while (data->MoveNext());
   EXPECT_EQ(walked, "1:x1.5,z,2:y2,3:");
+  // The child is the current row's, whoever moved: the host, or a row that was added.
+  const auto seen = [&] {
+    return std::to_string(data->IsEofShape()) + to_text(data->GetPoundShape("T"), LocaleInfo{}) +
+           to_text(data->GetValueShape("K"), LocaleInfo{});
+  };
+  const Ptr<Recordset> held = data->GetRecordSet();
+  held->MoveFirst();
+  EXPECT_EQ(seen(), "0x10");
+  EXPECT_TRUE(data->MoveNextShape());
+  EXPECT_EQ(seen(), "0z12") << "the place among them is kept";
+  held->MoveNext();
+  EXPECT_EQ(seen(), "0y11");
+  data->AddNew();
+  EXPECT_EQ(seen(), "1");
+  data->SetPound("ID", Variant(std::int32_t{7}));
+  ASSERT_TRUE(data->Save()) << data->Err_Description();
+  EXPECT_EQ(seen(), "1");
+  EXPECT_FALSE(data->MoveNextShape());
+  held->MoveFirst();
+  EXPECT_EQ(seen(), "0x10");
+  held->MovePrevious();
+  EXPECT_EQ(seen(), "1");
+  data->MoveLast();
+  ASSERT_TRUE(data->Delete());
+  data->MoveLast();
   EXPECT_TRUE(data->IsEof());
   EXPECT_TRUE(data->GetPoundShape("T").is_empty());
   data->MoveFirst();

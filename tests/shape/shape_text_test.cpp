@@ -69,6 +69,11 @@ TEST(ShapeText, WhatHostsWriteIsRead) {
       {"SHAPE {{call p(?)}} APPEND ({x = '}' and \"{\" = 1} RELATE a TO PARAMETER 0, b TO PARAMETER 1)",
        "({call p(?)} + x = '}' and \"{\" = 1 a=?0 b=?1)"},
       {"SHAPE {don't {x}} APPEND ({c}RELATE a TO b)", "(don't {x} + c a=b)"},
+      // A quote in a comment is none, as a brace in a name.
+      {"SHAPE {a -- don't\n} APPEND ({b -- don't }RELATE a TO b)", "(a -- don't\n + b -- don't  a=b)"},
+      {"SHAPE {a /* } ' */} APPEND ({b /* it's { */}RELATE a TO b)", "(a /* } ' */ + b /* it's { */ a=b)"},
+      {"SHAPE {[it's}] '--'} APPEND ({`that's{`, \"[\"}RELATE a TO b)",
+       "([it's}] '--' + `that's{`, \"[\" a=b)"},
       {"SHAPE TABLE [my table] APPEND (TABLE c k RELATE a TO b), (k RELATE c TO d) AS again, COUNT(k) n, "
        "SUM(k.v) AS s, Any ( k.m.w )",
        "(TABLE my table + TABLE c@k a=b, =k c=d AS again, COUNT(k) AS n, SUM(k.v) AS s, ANY(k.m.w))"},
@@ -105,6 +110,16 @@ TEST(ShapeText, WhatHostsWriteIsRead) {
   std::string deep;
   for (int i = 0; i < 100'000; ++i) deep += "SHAPE (";
   EXPECT_EQ(parsed(deep), "! Syntax error in the SHAPE command at character 113");
+  const std::string open(100'000, '{'), closed(100'000, '}');
+  EXPECT_EQ(parsed("SHAPE " + open), "! Syntax error in the SHAPE command at character 7");
+  EXPECT_EQ(parsed("SHAPE " + open + closed + " COMPUTE BY a"),
+            "(" + open.substr(1) + closed.substr(1) + " %  / a)");
+  // In time that grows with the text, whatever seems to begin in it.
+  for (const char* begin : {"/*", "'", "[", "--", "\n--'"}) {
+    std::string many = "SHAPE {";
+    for (int i = 0; i < 200'000; ++i) many += begin;
+    EXPECT_EQ(parsed(many), "! Syntax error in the SHAPE command at character 7");
+  }
 }
 
 TEST(ShapeText, OnlyShapesAreTaken) {

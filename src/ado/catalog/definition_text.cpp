@@ -4,6 +4,7 @@
 #include <array>
 
 #include "ado/ado_error.h"
+#include "ado/write_statement.h"
 #include "common/text.h"
 
 namespace quarno::ado {
@@ -19,6 +20,7 @@ struct Rules {
   std::string_view close = "\"";
   std::int64_t longest_fixed = INT64_MAX;  // beyond it a text is a variable one,
   std::int64_t longest = INT64_MAX;        // beyond this a long one
+  std::size_t longest_name = SIZE_MAX;     // in bytes, where the server cuts longer ones without a word
   std::string_view null_column = {};
   std::string_view numbered = {};          // behind the type of a column that numbers its rows,
   std::string_view number_type = {};       // or its type
@@ -27,21 +29,20 @@ struct Rules {
   bool indexes_inside = false;  // in the CREATE TABLE; else each is a statement of its own
   bool shares_keys = false;     // names of keys are those of the whole database,
   bool shares_indexes = false;  // so are names of indexes
-  bool undoes = true;
+  bool keeps_indexed = false;   // a column that an index has cannot be dropped
+  std::string_view unfit = {};  // letters that no name may hold, because the driver reads on inside quotes
 };
 
 constexpr Rules kJet{.open = "[", .close = "]", .number_type = "COUNTER", .long_number_type = "COUNTER"};
-constexpr Rules kFolder{
-    .open = "[", .close = "]", .number_type = "COUNTER", .long_number_type = "COUNTER", .undoes = false};
 constexpr Rules kMariaDb{.types = 1,
                          .open = "`",
                          .close = "`",
                          .longest_fixed = 255,
                          .longest = 16383,
                          .numbered = " AUTO_INCREMENT",
-                         .indexes_inside = true,
-                         .undoes = false};
+                         .indexes_inside = true};
 constexpr Rules kPostgreSql{.types = 2,
+                            .longest_name = 63,
                             .number_type = "SERIAL",
                             .long_number_type = "BIGSERIAL",
                             .shares_keys = true,
@@ -53,7 +54,9 @@ constexpr Rules kSqlite{.types = 3,
                         .close = "`",
                         .number_type = "INTEGER PRIMARY KEY AUTOINCREMENT",
                         .long_number_type = "INTEGER PRIMARY KEY AUTOINCREMENT",
-                        .shares_indexes = true};
+                        .shares_indexes = true,
+                        .keeps_indexed = true,
+                        .unfit = "{?"};
 constexpr Rules kSqlServer{.types = 4,
                            .open = "[",
                            .close = "]",
@@ -66,8 +69,8 @@ constexpr Rules kSqlServer{.types = 4,
 
 const Rules& rules_of(Ddl ddl) {
   switch (ddl) {
-    case Ddl::jet: return kJet;
-    case Ddl::folder: return kFolder;
+    case Ddl::jet:
+    case Ddl::folder: return kJet;
     case Ddl::mariadb: return kMariaDb;
     case Ddl::postgresql: return kPostgreSql;
     case Ddl::sqlite: return kSqlite;
@@ -133,10 +136,15 @@ DataType fitting(const Rules& rules, DataType type, std::int64_t size) {
 }
 
 std::string quoted(const Rules& rules, std::string_view name) {
-  if (name.find('\0') != std::string_view::npos) throw model_error(Model::invalid_argument, "ADOX.Tables");
-  // Jet has no way to write a closing bracket inside brackets.
+  // Jet has no way to write a closing bracket inside brackets, nor a back quote inside back quotes.
   const bool is_jet = rules.types == 0;
-  if (is_jet && name.find(']') != std::string_view::npos) return "`" + std::string(name) + "`";
+  const bool in_back_quotes = is_jet && name.find(']') != std::string_view::npos;
+  if (name.empty() || name.size() > rules.longest_name || name.find('\0') != std::string_view::npos ||
+      name.find_first_of(rules.unfit) != std::string_view::npos ||
+      (in_back_quotes && name.find('`') != std::string_view::npos)) {
+    throw model_error(Model::invalid_argument, "ADOX.Tables");
+  }
+  if (in_back_quotes) return "`" + std::string(name) + "`";
   const std::string close(rules.close);
   return std::string(rules.open) +
          (is_jet ? std::string(name) : text::replace_all(name, close, close + close)) + close;
@@ -151,7 +159,12 @@ std::string column_list(const Rules& rules, const std::vector<std::string>& name
 
 std::string index_name(const Rules& rules, std::string_view table, const IndexDefinition& index) {
   const bool shared = index.primary ? rules.shares_keys : rules.shares_indexes;
-  return quoted(rules, shared ? std::string(table) + "." + index.name : index.name);
+  if (!shared || index.name.empty()) return quoted(rules, index.name);
+  // Of a name that gets too long the table's part is cut, at a whole character.
+  const std::size_t own = index.name.size() + 1;
+  std::size_t length = std::min(table.size(), rules.longest_name - std::min(own, rules.longest_name));
+  while (length > 0 && length < table.size() && (table[length] & 0xC0) == 0x80) --length;
+  return quoted(rules, std::string(table.substr(0, length)) + "." + index.name);
 }
 
 bool numbers_by_type(const Rules& rules, const ColumnDefinition& column) {
@@ -189,10 +202,41 @@ std::string index_statement(const Rules& rules, std::string_view table, const In
          column_list(rules, index.columns);
 }
 
+// What follows the first AS outside parentheses, names, literals and comments.
+std::size_t query_begin(std::string_view create_view) {
+  constexpr std::string_view kCloses = "\"\"''``[]";
+  constexpr std::string_view kBlanks = " \t\r\n";
+  int depth = 0;
+  for (std::size_t i = 0; i < create_view.size(); ++i) {
+    const char c = create_view[i];
+    const auto quote = kCloses.find(c);
+    if (c == '-' && create_view.substr(i).starts_with("--")) {
+      i = create_view.find('\n', i);
+    } else if (create_view.substr(i).starts_with("/*")) {
+      i = create_view.find("*/", i);
+    } else if (quote != std::string_view::npos && quote % 2 == 0) {
+      i = create_view.find(kCloses[quote + 1], i + 1);
+    } else if (c == '(' || c == ')') {
+      depth += c == '(' ? 1 : -1;
+    } else if (depth == 0 && i > 0 && i + 2 < create_view.size() &&
+               text::equal_fold(create_view.substr(i, 2), "as") &&
+               !std::isalnum(static_cast<unsigned char>(create_view[i - 1])) && create_view[i - 1] != '_' &&
+               kBlanks.find(create_view[i + 2]) != std::string_view::npos) {
+      return std::min(create_view.find_first_not_of(kBlanks, i + 2), create_view.size());
+    }
+    if (i == std::string_view::npos) break;
+  }
+  return std::string_view::npos;
+}
+
+// Before the query that the engine reads, what its host wrote.
+constexpr std::string_view kWritten = "/*as written: ";
+
 }  // namespace
 
 std::string type_text(Ddl ddl, const ColumnDefinition& column) {
   const Rules& rules = rules_of(ddl);
+  if (column.defined_size < 0) throw model_error(Model::invalid_argument, "ADOX.Columns");
   const std::int64_t size = column.defined_size > 0 ? column.defined_size : kUsualSize;
   const DataType type = fitting(rules, column.type, size);
   const auto* const row =
@@ -220,6 +264,10 @@ std::vector<std::string> create_table_texts(Ddl ddl, const TableDefinition& tabl
     parts.push_back(column_text(ddl, column, in_key));
     has_own_key = has_own_key || (ddl == Ddl::sqlite && numbers_by_type(rules, column));
   }
+  // Its first part would stay when the second fails, and a key would be forgotten without a word.
+  if (ddl == Ddl::folder && !table.indexes.empty()) {
+    throw model_error(Model::feature_not_available, "ADOX.Indexes");
+  }
   std::vector<std::string> texts(1);
   for (const IndexDefinition& index : table.indexes) {
     if (index.primary) {
@@ -236,19 +284,23 @@ std::vector<std::string> create_table_texts(Ddl ddl, const TableDefinition& tabl
   return texts;
 }
 
-std::string drop_table_text(Ddl ddl, std::string_view table) {
-  return "DROP TABLE " + quoted(rules_of(ddl), table);
-}
-
 std::string add_column_text(Ddl ddl, std::string_view table, const ColumnDefinition& column) {
   const Rules& rules = rules_of(ddl);
   return "ALTER TABLE " + quoted(rules, table) + std::string(rules.add_column) +
          column_text(ddl, column, false);
 }
 
-std::string drop_column_text(Ddl ddl, std::string_view table, std::string_view column) {
+std::vector<std::string> drop_column_texts(Ddl ddl, const TableDefinition& table, const std::string& column) {
   const Rules& rules = rules_of(ddl);
-  return "ALTER TABLE " + quoted(rules, table) + " DROP COLUMN " + quoted(rules, column);
+  std::vector<std::string> texts;
+  for (const IndexDefinition& index : table.indexes) {
+    const bool has = std::find(index.columns.begin(), index.columns.end(), column) != index.columns.end();
+    if (rules.keeps_indexed && has && !index.primary) {
+      texts.push_back("DROP INDEX " + quoted(rules, index.stored_name));
+    }
+  }
+  texts.push_back("ALTER TABLE " + quoted(rules, table.name) + " DROP COLUMN " + quoted(rules, column));
+  return texts;
 }
 
 std::string add_index_text(Ddl ddl, std::string_view table, const IndexDefinition& index) {
@@ -259,39 +311,56 @@ std::string add_index_text(Ddl ddl, std::string_view table, const IndexDefinitio
   return "ALTER TABLE " + quoted(rules, table) + " ADD " + key_text(rules, table, index);
 }
 
-bool undoes_definitions(Ddl ddl) { return rules_of(ddl).undoes; }
-
 std::string own_index_name(std::string_view table, std::string_view stored) {
-  const bool prefixed = stored.size() > table.size() + 1 && stored[table.size()] == '.' &&
-                        text::equal_fold(stored.substr(0, table.size()), table);
-  return std::string(prefixed ? stored.substr(table.size() + 1) : stored);
+  // Only a name that was cut is about as long as it may be.
+  const bool may_be_cut = stored.size() + 3 >= kPostgreSql.longest_name;
+  for (std::size_t length = table.size(); length > 0; --length) {
+    if (stored.size() > length + 1 && stored[length] == '.' &&
+        text::equal_fold(stored.substr(0, length), table.substr(0, length))) {
+      return std::string(stored.substr(length + 1));
+    }
+    if (!may_be_cut) break;
+  }
+  return std::string(stored);
+}
+
+bool creates_procedure(std::string_view statement) {
+  if (first_word(statement) != "create") return false;
+  constexpr std::string_view kLetters = "abcdefghijklmnopqrstuvwxyz";
+  // CREATE OR REPLACE DEFINER=`x`@`y` PROCEDURE; what is made comes before any parenthesis.
+  const std::string head = text::lower_ascii(statement.substr(0, statement.find('(')));
+  for (std::size_t begin = head.find_first_of(kLetters); begin != std::string::npos;) {
+    const std::size_t end = std::min(head.find_first_not_of(kLetters, begin), head.size());
+    const std::string_view word(head.data() + begin, end - begin);
+    if (word == "procedure" || word == "proc" || word == "function") return true;
+    if (word == "table" || word == "view" || word == "index" || word == "trigger") return false;
+    begin = head.find_first_of(kLetters, end);
+  }
+  return false;
 }
 
 std::string query_of_view(std::string_view create_view) {
-  constexpr std::string_view kCloses = "\"\"''``[]";
-  constexpr std::string_view kBlanks = " \t\r\n";
-  int depth = 0;
-  for (std::size_t i = 0; i < create_view.size(); ++i) {
-    const char c = create_view[i];
-    const auto quote = kCloses.find(c);
-    if (c == '-' && create_view.substr(i).starts_with("--")) {
-      i = create_view.find('\n', i);
-    } else if (create_view.substr(i).starts_with("/*")) {
-      i = create_view.find("*/", i);
-    } else if (quote != std::string_view::npos && quote % 2 == 0) {
-      i = create_view.find(kCloses[quote + 1], i + 1);
-    } else if (c == '(' || c == ')') {
-      depth += c == '(' ? 1 : -1;
-    } else if (depth == 0 && i > 0 && i + 2 < create_view.size() &&
-               text::equal_fold(create_view.substr(i, 2), "as") &&
-               !std::isalnum(static_cast<unsigned char>(create_view[i - 1])) && create_view[i - 1] != '_' &&
-               kBlanks.find(create_view[i + 2]) != std::string_view::npos) {
-      const std::size_t begin = create_view.find_first_not_of(kBlanks, i + 2);
-      return std::string(create_view.substr(std::min(begin, create_view.size())));
-    }
-    if (i == std::string_view::npos) break;
+  const std::size_t begin = query_begin(create_view);
+  std::string_view query = create_view.substr(begin == std::string_view::npos ? 0 : begin);
+  if (query.starts_with(kWritten)) {
+    query.remove_prefix(kWritten.size());
+    query = query.substr(0, query.find("*/"));
   }
-  return std::string(create_view);
+  return std::string(query);
+}
+
+std::string with_query_as_written(std::string create_view, std::string_view written) {
+  const std::size_t begin = query_begin(create_view);
+  const std::size_t own = query_begin(written);
+  if (begin == std::string::npos || own == std::string_view::npos) return create_view;
+  std::string_view query = text::trim(written.substr(own));
+  while (query.ends_with(';')) query = text::trim(query.substr(0, query.size() - 1));
+  // It would end the comment.
+  const bool fits = query.find("*/") == std::string_view::npos;
+  if (fits && query != create_view.substr(begin)) {
+    create_view.insert(begin, std::string(kWritten) + std::string(query) + "*/ ");
+  }
+  return create_view;
 }
 
 }  // namespace quarno::ado

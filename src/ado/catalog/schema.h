@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -39,6 +40,7 @@ struct IndexDefinition {
   bool primary = false;
   bool unique = false;
   std::vector<std::string> columns;
+  std::string stored_name = {};  // what the database calls it, where that differs or matters
 };
 
 struct TableDefinition {
@@ -47,8 +49,11 @@ struct TableDefinition {
   std::vector<IndexDefinition> indexes;
 };
 
-/// The language tables are defined in; `none`: this source defines none. `folder` is Jet's without undo.
+/// The language tables are defined in; `none`: this source defines none. `folder` is Jet's
+/// without indexes.
 enum class Ddl : std::uint8_t { none, jet, folder, mariadb, postgresql, sqlite, sql_server };
+
+class Session;
 
 class SchemaSource {
  public:
@@ -59,6 +64,9 @@ class SchemaSource {
   virtual std::vector<StoredQuery> procedures() = 0;
   /// Of a table whose name is written as in tables(); the columns of each index in their order.
   virtual std::vector<IndexDefinition> indexes(const std::string& table) = 0;
+  /// A session whose table of that name has its columns and no rows, where the source's own would have to
+  /// fetch them first; else null.
+  virtual std::shared_ptr<Session> designs(const std::string& /*table*/) { return nullptr; }
   virtual Ddl ddl() const = 0;
   /// Raises 3251 where procedures cannot be made of such a text.
   virtual void create_procedure(const std::string& name, const std::string& text) = 0;

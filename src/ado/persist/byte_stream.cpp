@@ -37,11 +37,14 @@ bool TextSource::read(std::string& to) {
   if (mark_ == Mark::unknown) {
     while (raw_.size() < 3 && refill()) continue;
     const std::string_view begin = raw_;
-    mark_ = begin.starts_with("\xEF\xBB\xBF") ? Mark::utf8
-            : begin.starts_with("\xFF\xFE")   ? Mark::little_endian
-            : begin.starts_with("\xFE\xFF")   ? Mark::big_endian
-                                              : Mark::none;
-    raw_.erase(0, mark_ == Mark::none ? 0 : mark_ == Mark::utf8 ? 3 : 2);
+    using namespace std::string_view_literals;
+    // In two bytes each without a mark, the first sign still tells.
+    mark_ = begin.starts_with("\xEF\xBB\xBF")                             ? Mark::utf8
+            : begin.starts_with("\xFF\xFE") || begin.starts_with("<\0"sv) ? Mark::little_endian
+            : begin.starts_with("\xFE\xFF") || begin.starts_with("\0<"sv) ? Mark::big_endian
+                                                                          : Mark::none;
+    const bool is_marked = mark_ != Mark::none && !begin.starts_with('<') && !begin.starts_with('\0');
+    if (is_marked) raw_.erase(0, mark_ == Mark::utf8 ? 3 : 2);
   }
   const bool is_utf16 = mark_ == Mark::little_endian || mark_ == Mark::big_endian;
   // A character that the last block broke off needs more bytes.

@@ -22,8 +22,8 @@ ByteSource file_source(std::shared_ptr<platform::File> file);
 /// The bytes must outlive the source.
 ByteSource memory_source(std::string_view bytes);
 
-/// Any of the encodings with a byte order mark as UTF-8. What has no mark passes through, as the bytes of an
-/// encoding that contains ASCII.
+/// UTF-16, and what has a byte order mark, as UTF-8. All else passes through, as the bytes of an encoding
+/// that contains ASCII.
 class TextSource {
  public:
   explicit TextSource(ByteSource source) : source_(std::move(source)) {}

@@ -13,6 +13,8 @@
 namespace quarno::ado::persist {
 namespace {
 
+// Far beyond what queries have; each row looks for its own among them.
+constexpr std::size_t kMostChapters = 1000;
 constexpr std::uint64_t kLongest = std::numeric_limits<std::int32_t>::max();
 
 std::optional<std::uint64_t> number_of(std::optional<std::string_view> text) {
@@ -33,8 +35,7 @@ std::int64_t size_of(DataType type, std::optional<std::uint64_t> declared) {
   const TypeName* const name = type_name_of(type);
   if (name->size != 0) return name->size;
   if (declared) return static_cast<std::int64_t>(std::min(*declared, kLongest));
-  if (!is_long(type)) return 0;
-  return static_cast<std::int64_t>(is_wide_text(type) ? kLongest / 2 : kLongest);
+  return is_long(type) ? longest_of(type) : 0;
 }
 
 // Groups of three numbers of 32 bits: column of the parent, own column, 1 where the chapter is a group of
@@ -102,6 +103,9 @@ void SchemaReader::start(const Name& element, const Attributes& attributes) {
     return std::string(attributes.find(space, word).value_or(""));
   };
   if (element.is(Space::schema, "ElementType")) {
+    if (!elements_.empty() && ++chapter_count_ > kMostChapters) {
+      throw no_snapshot("It has too many chapters.");
+    }
     std::vector<Element>& place = elements_.empty() ? rows_ : elements_.back()->chapters;
     Element& row = place.emplace_back();
     row.element = text_of(Space::none, "name");
@@ -171,25 +175,23 @@ void SchemaReader::read_type(Attribute& attribute, const Attributes& attributes)
 
 // By their numbers; without one, by their place. References put them into an order of its own.
 std::vector<SchemaReader::Attribute> SchemaReader::ordered(const Element& element) const {
+  std::unordered_map<std::string_view, const Attribute*> own;
+  for (const Attribute& attribute : element.attributes) {
+    if (!own.emplace(attribute.key, &attribute).second) {
+      throw no_snapshot("The schema declares '" + attribute.key + "' twice.");
+    }
+  }
   std::vector<Attribute> result;
   std::unordered_set<std::string_view> referred;
   for (const std::string& key : element.order) {
-    const auto find_in = [&](const std::vector<Attribute>& attributes) {
-      const auto found = std::ranges::find(attributes, key, &Attribute::key);
-      return found == attributes.end() ? nullptr : &*found;
-    };
-    const Attribute* found = find_in(element.attributes);
-    if (found == nullptr) found = find_in(shared_);
-    if (found == nullptr || !referred.insert(key).second) {
+    const auto& known = own.contains(key) ? own : shared_keys_;
+    const auto found = known.find(key);
+    if (found == known.end() || !referred.insert(key).second) {
       throw no_snapshot("The schema refers to '" + key + "', which is not there or not alone.");
     }
-    result.push_back(*found);
+    result.push_back(*found->second);
   }
-  std::unordered_set<std::string_view> keys;
   for (const Attribute& attribute : element.attributes) {
-    if (!keys.insert(attribute.key).second) {
-      throw no_snapshot("The schema declares '" + attribute.key + "' twice.");
-    }
     if (!referred.contains(attribute.key)) result.push_back(attribute);
   }
   for (std::size_t i = 0; i < result.size(); ++i) {
@@ -201,6 +203,7 @@ std::vector<SchemaReader::Attribute> SchemaReader::ordered(const Element& elemen
 
 RowShape SchemaReader::finish() {
   if (rows_.empty()) throw no_snapshot("There is no schema in it.");
+  for (const Attribute& attribute : shared_) shared_keys_.emplace(attribute.key, &attribute);
   return shape_of(rows_.front(), nullptr);
 }
 

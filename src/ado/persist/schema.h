@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -99,6 +100,8 @@ class SchemaReader {
   std::vector<Element*> elements_;  // that are open
   std::vector<Element> rows_;       // at the top: the first one counts
   std::vector<Attribute> shared_;   // declared outside of any element
+  std::unordered_map<std::string_view, const Attribute*> shared_keys_;
+  std::size_t chapter_count_ = 0;
   Attribute* attribute_ = nullptr;  // that is open
 };
 

@@ -10,13 +10,11 @@
 #include "ado/persist/value_text.h"
 #include "ado/persist/value_type.h"
 #include "common/text.h"
-#include "platform/data_files.h"
 
 namespace quarno::ado::persist {
 namespace {
 
 constexpr std::string_view kLine = "\r\n";
-constexpr std::int64_t kLongest = 2'147'483'647;
 
 // A name that can be an attribute's as it is. Those that begin with "xml" mean something to parsers.
 bool is_plain(std::string_view name) {
@@ -35,6 +33,15 @@ bool is_plain(std::string_view name) {
 bool is_absent(const Variant& value) {
   const auto* const bytes = value.get_if<Variant::Bytes>();
   return value.is_null() || value.is_empty() || (bytes != nullptr && bytes->empty());
+}
+
+// A size of 0 sets no limit here. Other readers would cut the values to nothing.
+Column with_size(Column column) {
+  column.type = column.defined_size == 0 ? unlimited(column.type) : column.type;
+  if (column.defined_size != 0 || !is_long(column.type)) return column;
+  column.defined_size = longest_of(column.type);
+  column.attributes = (column.attributes & ~adFldFixed) | adFldLong;
+  return column;
 }
 
 class TableWriter {
@@ -80,7 +87,8 @@ class TableWriter {
 };
 
 TableWriter::TableWriter(const TableToSave& table, Output& output)
-    : table_(table), rows_(*table.rows), output_(output), columns_(rows_.columns()) {
+    : table_(table), rows_(*table.rows), output_(output) {
+  for (const Column& column : rows_.columns()) columns_.push_back(with_size(column));
   std::unordered_set<std::string> taken;
   const auto key_for = [&](const std::string& name, std::uint32_t number) {
     const bool is_kept = is_plain(name) && taken.insert(text::lower_ascii(name)).second;
@@ -115,7 +123,7 @@ void TableWriter::fit_columns(std::span<const std::size_t> order) {
     if (is_chapter(i)) continue;
     const bool may_be_null = (column.attributes & (adFldIsNullable | adFldMayBeNull)) != 0;
     const bool is_bounded = is_text(column.type) && column.type != DataType::guid &&
-                            column.defined_size > 0 && column.defined_size < kLongest;
+                            column.defined_size > 0 && column.defined_size < longest_of(column.type);
     if (may_be_null && !is_bounded) continue;
     const auto look_at = [&](const Variant& value, bool counts_null) {
       if (counts_null && is_absent(value)) column.attributes |= adFldIsNullable;
@@ -232,9 +240,8 @@ void TableWriter::write_type(const Column& column) const {
   const bool is_made = !table_.command_timeout;
   text_attribute("dt:type", name->name, column.name);
   if (!name->source_type.empty()) text_attribute("rs:dbtype", name->source_type, column.name);
-  if (name->size != 0 || column.type != DataType::variant) {
-    number_attribute("dt:maxLength", name->size != 0 ? name->size : column.defined_size);
-  }
+  const std::int64_t size = name->size != 0 ? name->size : column.defined_size;
+  if (size != 0 && column.type != DataType::variant) number_attribute("dt:maxLength", size);
   const bool is_timestamp = column.type == DataType::db_timestamp;
   const bool has_scale = layout_of(column.type) == Layout::decimal || column.type == kVarNumeric ||
                          is_timestamp || column.type == kFileTime;
@@ -349,48 +356,6 @@ bool has_pending(const TableToSave& table) {
          std::ranges::any_of(table.chapters, [](const ChapterToSave& c) { return has_pending(c.table); });
 }
 
-// A file of this path's own that nobody sees before it is whole.
-class FileBeside {
- public:
-  explicit FileBeside(std::string_view path) : path_(path) {
-    constexpr int kMostNames = 100;
-    for (int number = 1; file_ == nullptr; ++number) {
-      name_ = path_ + "." + std::to_string(number) + ".tmp";
-      try {
-        file_ = platform::data_files().create(name_);
-      } catch (const Error& error) {
-        const bool is_taken = error.number == static_cast<std::int32_t>(RunTime::file_already_exists);
-        if (!is_taken || number == kMostNames) throw;
-      }
-    }
-  }
-  FileBeside(const FileBeside&) = delete;
-  FileBeside& operator=(const FileBeside&) = delete;
-  ~FileBeside() {
-    file_.reset();
-    if (!is_placed_) quietly([&] { platform::data_files().remove(name_); });
-  }
-
-  void write(std::string_view bytes) {
-    file_->write_at(size_, bytes);
-    size_ += bytes.size();
-  }
-  void place(OverFile over) {
-    file_->sync();
-    file_.reset();
-    platform::DataFiles& files = platform::data_files();
-    over == OverFile::yes ? files.replace(name_, path_) : files.publish(name_, path_);
-    is_placed_ = true;
-  }
-
- private:
-  std::string path_;
-  std::string name_;
-  std::unique_ptr<platform::DataFile> file_;
-  std::uint64_t size_ = 0;
-  bool is_placed_ = false;
-};
-
 }  // namespace
 
 void write_snapshot(const TableToSave& table, std::span<const std::size_t> order, const ByteSink& sink) {
@@ -416,7 +381,7 @@ void write_snapshot(const TableToSave& table, std::span<const std::size_t> order
 
 void save_snapshot(std::string_view path, const TableToSave& table, std::span<const std::size_t> order,
                    OverFile over) {
-  FileBeside file(path);
+  WholeFile file(path);
   write_snapshot(table, order, [&](std::string_view bytes) { file.write(bytes); });
   file.place(over);
 }

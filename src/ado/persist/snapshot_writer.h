@@ -13,6 +13,7 @@
 
 #include "ado/cursor/row_set.h"
 #include "ado/persist/byte_stream.h"
+#include "ado/persist/whole_file.h"
 
 namespace quarno::ado::persist {
 
@@ -44,7 +45,6 @@ struct ChapterToSave {
 /// has a part by then. A hierarchy with pending changes raises 3251.
 void write_snapshot(const TableToSave& table, std::span<const std::size_t> order, const ByteSink& sink);
 
-enum class OverFile : bool { no, yes };
 /// The same into a file, which is there whole or as it was before. Without leave to write over a file that is
 /// there it raises 58.
 void save_snapshot(std::string_view path, const TableToSave& table, std::span<const std::size_t> order,

@@ -277,11 +277,13 @@ Refusal write_date(Output& to, DataType type, Date value) {
   CivilTime moment;
   try {
     moment = civil_from_date(value);
-    // What is written to the second is rounded to it, unless that leads out of the calendar.
-    if (!has_fraction && moment.microsecond >= 500'000) {
+    // What is written to the second is rounded to it, unless that leads out of the calendar, or a time out of
+    // its day.
+    if (!has_fraction && type != DataType::db_date && moment.microsecond >= 500'000) {
       moment.microsecond = 0;
       if (const auto down = date_from_civil(moment); down && down->days > 0 && down->days < kLastDay - 1) {
-        moment = civil_from_date({down->days + 1.0 / 86'400});
+        const CivilTime up = civil_from_date({down->days + 1.0 / 86'400});
+        if (type != DataType::db_time || up.day == moment.day) moment = up;
       }
     }
   } catch (const Error&) {

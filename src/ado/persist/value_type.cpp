@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
 
 #include "common/text.h"
 
@@ -66,6 +67,17 @@ DataType text_type(const DeclaredType& declared) {
 const TypeName* type_name_of(DataType type) {
   const auto* const found = std::ranges::find(kTypes, type, &TypeName::type);
   return found == std::end(kTypes) ? nullptr : found;
+}
+
+std::int64_t longest_of(DataType type) {
+  constexpr std::int64_t kLongest = std::numeric_limits<std::int32_t>::max();
+  return is_wide_text(type) ? kLongest / 2 : kLongest;
+}
+
+DataType unlimited(DataType type) {
+  if (type == char_ || type == var_char) return long_var_char;
+  if (type == wchar || type == var_wchar) return long_var_wchar;
+  return type == binary || type == var_binary ? long_var_binary : type;
 }
 
 std::optional<DataType> declared_type(const DeclaredType& declared) {

@@ -33,6 +33,11 @@ struct TypeName {
 /// Null for a type that no file can hold.
 const TypeName* type_name_of(DataType type);
 
+/// Size of a column of long texts or bytes without a limit of its own.
+std::int64_t longest_of(DataType type);
+/// The type of its kind that has no limit; any other type than texts and bytes as it is.
+DataType unlimited(DataType type);
+
 /// What a file says of a column's type.
 struct DeclaredType {
   std::string_view name;  // empty when it says none

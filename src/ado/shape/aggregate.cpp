@@ -11,9 +11,6 @@
 namespace quarno::ado::shape {
 namespace {
 
-__extension__ typedef __int128 Wide;
-__extension__ typedef unsigned __int128 UnsignedWide;
-
 // An average of exact numbers has at least so many decimals.
 constexpr int kLeastDecimals = 6;
 
@@ -35,30 +32,6 @@ bool is_number(DataType type) {
 bool is_exact(DataType type) {
   const Layout layout = layout_of(type);
   return layout == Layout::decimal || layout == Layout::currency || layout == Layout::int64;
-}
-
-bool times_ten_to(Wide& value, int power) {
-  for (; power > 0; --power) {
-    if (__builtin_mul_overflow(value, Wide{10}, &value)) return false;
-  }
-  return true;
-}
-
-Wide divided(Wide value, Wide by) {
-  Wide quotient = value / by;
-  const Wide rest = value % by < 0 ? -(value % by) : value % by;
-  // Half goes to the even neighbour, as everywhere.
-  const bool is_odd = quotient % 2 != 0;
-  if (rest * 2 > by || (rest * 2 == by && is_odd)) quotient += value < 0 ? -1 : 1;
-  return quotient;
-}
-
-std::optional<Decimal> decimal_of(Wide value, int scale) {
-  const bool negative = value < 0;
-  const UnsignedWide size = negative ? -static_cast<UnsignedWide>(value) : static_cast<UnsignedWide>(value);
-  if ((size >> 96) != 0 || scale > Decimal::kMaxScale) return std::nullopt;
-  return Decimal(negative, static_cast<std::uint32_t>(size >> 64), static_cast<std::uint64_t>(size),
-                 static_cast<std::uint8_t>(scale));
 }
 
 }  // namespace
@@ -117,42 +90,39 @@ void Aggregate::add(const Variant& value) {
     default: break;
   }
   const double number = to_double(value, invariant());
-  sum_ += number;
-  if (function_ != Function::stdev) {
-    if (is_exact_ && result_ != DataType::real) add_exact(to_decimal(value, invariant()));
+  if (function_ == Function::stdev) {
+    const double distance = number - mean_;
+    mean_ += distance / static_cast<double>(count_);
+    squares_ += distance * (number - mean_);
     return;
   }
-  const double distance = number - mean_;
-  mean_ += distance / static_cast<double>(count_);
-  squares_ += distance * (number - mean_);
+  add_real(number);
+  if (result_ == DataType::real) return;
+  const Decimal exact = to_decimal(value, invariant());
+  scale_ = std::max<int>(scale_, exact.scale());
+  exact_.add(exact);
 }
 
-void Aggregate::add_exact(const Decimal& value) {
-  Wide sum = static_cast<Wide>(static_cast<UnsignedWide>(high_) << 64 | low_);
-  Wide added = static_cast<Wide>(UnsignedWide{value.high()} << 64 | value.low());
-  if (value.negative()) added = -added;
-  const int scale = std::max<int>(scale_, value.scale());
-  is_exact_ = times_ten_to(sum, scale - scale_) && times_ten_to(added, scale - value.scale()) &&
-              !__builtin_add_overflow(sum, added, &sum);
-  scale_ = scale;
-  low_ = static_cast<std::uint64_t>(sum);
-  high_ = static_cast<std::int64_t>(sum >> 64);
+// With the part that an addition loses, which comes back at the end.
+void Aggregate::add_real(double number) {
+  const double total = sum_ + number;
+  lost_ += std::fabs(sum_) >= std::fabs(number) ? (sum_ - total) + number : (number - total) + sum_;
+  sum_ = total;
+}
+
+double Aggregate::real_result() const {
+  const double sum = std::isfinite(lost_) ? sum_ + lost_ : sum_;
+  return function_ == Function::avg ? sum / static_cast<double>(count_) : sum;
 }
 
 Variant Aggregate::exact_result() const {
-  Wide sum = static_cast<Wide>(static_cast<UnsignedWide>(high_) << 64 | low_);
-  int scale = scale_;
   const bool averages = function_ == Function::avg;
-  if (averages) {
-    const int more = std::max(0, kLeastDecimals - scale);
-    if (!times_ten_to(sum, more)) return sum_ / static_cast<double>(count_);
-    scale += more;
-    sum = divided(sum, count_);
-  }
-  auto exact = decimal_of(sum, scale);
-  if (!exact) return averages ? sum_ / static_cast<double>(count_) : sum_;
-  if (result_ != DataType::currency) return *exact;
-  const auto money = Currency::from_decimal(*exact);
+  const bool is_money = result_ == DataType::currency;
+  // An average is rounded here and nowhere else: to what its type holds.
+  const int decimals = is_money ? 4 : std::max(scale_, averages ? kLeastDecimals : 0);
+  const auto exact = exact_.result(averages ? static_cast<std::uint64_t>(count_) : 1, decimals);
+  if (!exact) return real_result();
+  const auto money = is_money ? Currency::from_decimal(*exact) : std::nullopt;
   return money ? Variant(*money) : Variant(*exact);
 }
 
@@ -165,8 +135,7 @@ Variant Aggregate::result() const {
     return count_ < 2 ? Variant::null() : Variant(std::sqrt(squares_ / static_cast<double>(count_ - 1)));
   }
   if (count_ == 0) return Variant::null();
-  if (is_exact_ && result_ != DataType::real) return exact_result();
-  return function_ == Function::avg ? sum_ / static_cast<double>(count_) : sum_;
+  return result_ == DataType::real ? real_result() : exact_result();
 }
 
 }  // namespace quarno::ado::shape

@@ -2,10 +2,10 @@
 #pragma once
 
 #include <cstddef>
-#include <functional>
 
 #include "ado/provider.h"
 #include "ado/shape/shape_text.h"
+#include "common/exact_sum.h"
 #include "common/variant.h"
 
 namespace quarno::ado::shape {
@@ -29,7 +29,8 @@ class Aggregate {
   Variant result() const;
 
  private:
-  void add_exact(const Decimal& value);
+  void add_real(double number);
+  double real_result() const;
   Variant exact_result() const;
 
   Function function_;
@@ -37,13 +38,11 @@ class Aggregate {
   std::int64_t count_ = 0;
   Variant chosen_ = Variant::null();  // of MIN, MAX and ANY
   double sum_ = 0;
+  double lost_ = 0;  // of it, by rounding
   double mean_ = 0;
   double squares_ = 0;  // of the distances from the mean
-  // The exact sum: units of 10^-scale, two's complement.
-  std::uint64_t low_ = 0;
-  std::int64_t high_ = 0;
-  int scale_ = 0;
-  bool is_exact_ = true;  // false once it grew beyond this
+  ExactSum exact_;
+  int scale_ = 0;  // the most decimals of a value
 };
 
 }  // namespace quarno::ado::shape

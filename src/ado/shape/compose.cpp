@@ -31,6 +31,14 @@ std::size_t column_of(const RowSet& rows, const std::string& name, std::string_v
   return static_cast<std::size_t>(found);
 }
 
+// The same for a column that holds values.
+std::size_t value_column_of(const RowSet& rows, const std::string& name, std::string_view where) {
+  const std::size_t column = column_of(rows, name, where);
+  if (rows.chapters(column) != nullptr)
+    throw command_error("The column \"" + name + "\" holds rows, no values.");
+  return column;
+}
+
 // A chapter of the shape in hand, as aggregates name it.
 struct NamedChapter {
   std::string name;
@@ -81,11 +89,19 @@ class Composer {
       case Source::Kind::table:
         result = queried("SELECT * FROM " + quoted_name(session_.dialect(), source.text));
         break;
-      case Source::Kind::shape: result = read_whole(composed(*source.shape)); break;
+      case Source::Kind::shape:
+        result = read_whole(composed(*source.shape));
+        // The parent's rows go on in these.
+        if (!source.shape->computes) name(source.shape->parent.alias, result);
+        break;
       default: return reused(source.text);
     }
-    if (!source.alias.empty()) named_[text::lower_ascii(source.alias)] = result;
+    name(source.alias, result);
     return result;
+  }
+
+  void name(const std::string& alias, const std::shared_ptr<RowSet>& rows) {
+    if (!alias.empty()) named_[text::lower_ascii(alias)] = rows;
   }
 
   std::shared_ptr<RowSet> queried(const std::string& statement) {
@@ -155,8 +171,8 @@ class Composer {
     Keys children{child->store(), child->columns(), {}};
     std::vector<RelatedColumns> relations;
     for (const Relation& each : item.relations) {
-      relations.push_back(
-          {column_of(parent, each.parent, "the parent"), column_of(*child, each.child, "the child")});
+      relations.push_back({value_column_of(parent, each.parent, "the parent"),
+                           value_column_of(*child, each.child, "the child")});
       parents.chosen.push_back(relations.back().parent);
       children.chosen.push_back(relations.back().child);
     }
@@ -175,7 +191,7 @@ class Composer {
       if (number >= parameters.size() || parameters[number] != parent.columns().size()) {
         throw command_error("RELATE: parameters are counted from 0, each is named once.");
       }
-      parameters[number] = column_of(parent, each.parent, "the parent");
+      parameters[number] = value_column_of(parent, each.parent, "the parent");
     }
     const auto query = [&session = session_, statement = item.child.text, timeout = timeout_seconds_,
                         editing = for_editing_](const std::vector<Variant>& values) {
@@ -259,7 +275,8 @@ class Composer {
   std::unique_ptr<ComposedRows> computed(const Shape& shape) {
     const std::shared_ptr<RowSet> child = rows_of(shape.parent);
     Keys keys{child->store(), child->columns(), {}};
-    for (const std::string& name : shape.by) keys.chosen.push_back(column_of(*child, name, "the child"));
+    for (const std::string& name : shape.by)
+      keys.chosen.push_back(value_column_of(*child, name, "the child"));
     Groups groups = grouped(keys);
     const std::size_t count = groups.count();
     // The first row of each group says what the group has in common.

@@ -1,7 +1,6 @@
 #include "ado/shape/grouping.h"
 
 #include <bit>
-#include <charconv>
 #include <cmath>
 #include <functional>
 #include <numeric>
@@ -14,6 +13,8 @@
 
 namespace quarno::ado::shape {
 namespace {
+
+__extension__ typedef unsigned __int128 Wide;
 
 constexpr double kBeyondInt64 = 9223372036854775808.0;
 
@@ -81,6 +82,7 @@ std::optional<std::int64_t> whole(const Variant& value) {
       value.storage());
 }
 
+// Readers of one column's keys.
 struct WholeKeys {
   using Key = std::int64_t;
   const ColumnData& column;
@@ -88,8 +90,8 @@ struct WholeKeys {
   explicit WholeKeys(const Keys& keys) : column(keys.store.column(keys.chosen.front())) {}
   static bool serves(const Keys& keys) {
     const Layout layout = keys.store.column(keys.chosen.front()).layout();
-    return keys.chosen.size() == 1 && (layout == Layout::byte || layout == Layout::int16 ||
-                                       layout == Layout::int32 || layout == Layout::int64);
+    return layout == Layout::byte || layout == Layout::int16 || layout == Layout::int32 ||
+           layout == Layout::int64;
   }
   KeyState read(std::size_t row, Key& key) const {
     const Variant value = column.value(row);
@@ -116,7 +118,7 @@ struct TextKeys {
   explicit TextKeys(const Keys& keys)
       : column(keys.store.column(keys.chosen.front())), type(keys.columns[keys.chosen.front()].type) {}
   static bool serves(const Keys& keys) {
-    return keys.chosen.size() == 1 && keys.store.column(keys.chosen.front()).layout() == Layout::text;
+    return keys.store.column(keys.chosen.front()).layout() == Layout::text;
   }
   KeyState read(std::size_t row, Key& key) const {
     key = column.text(row);
@@ -141,20 +143,22 @@ void append_counted(std::string& key, char kind, std::string_view bytes) {
   key += bytes;
 }
 
-// A number that is no int64: its digits without those that say nothing.
+// Without the zeros that say nothing; a whole number as such.
 void append_number(std::string& key, const Decimal& value) {
-  std::string digits = value.text();
-  if (digits.find('.') != std::string::npos) {
-    digits.erase(digits.find_last_not_of('0') + 1);
-    if (digits.back() == '.') digits.pop_back();
-  }
-  std::int64_t number = 0;
-  const auto [stop, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
-  if (error == std::errc() && stop == digits.data() + digits.size()) {
+  Wide digits = Wide{value.high()} << 64 | value.low();
+  int scale = value.scale();
+  for (; scale > 0 && digits % 10 == 0; --scale) digits /= 10;
+  const auto low = static_cast<std::uint64_t>(digits);
+  constexpr Wide kLimit = Wide{1} << 63;
+  if (scale == 0 && (value.negative() ? digits <= kLimit : digits < kLimit)) {
     key += 'i';
-    return append_bits(key, static_cast<std::uint64_t>(number));
+    return append_bits(key, value.negative() ? std::uint64_t{0} - low : low);
   }
-  append_counted(key, 'n', digits);
+  key += 'n';
+  key += value.negative() ? '-' : '+';
+  key += static_cast<char>(scale);
+  append_bits(key, low);
+  append_bits(key, static_cast<std::uint64_t>(digits >> 64));
 }
 
 // The same bytes for equal values, whatever the type of a number.
@@ -164,7 +168,9 @@ void append_key(std::string& key, const Variant& value, DataType type) {
     return append_bits(key, static_cast<std::uint64_t>(*number));
   }
   const auto append_real = [&](double number) {
-    if (const auto exact = Decimal::from_double(number)) return append_number(key, *exact);
+    // One that a Decimal rounds is equal to none.
+    const auto exact = Decimal::from_double(number);
+    if (exact && exact->to_double() == number) return append_number(key, *exact);
     key += 'r';
     append_bits(key, std::bit_cast<std::uint64_t>(number));
   };
@@ -209,30 +215,62 @@ struct AnyKeys {
   }
 };
 
+// The rows of both sides by their key: parents with the same share a number, which children have that belong
+// to them. kNone for all others.
+struct Numbers {
+  std::vector<std::uint32_t> parents;
+  std::vector<std::uint32_t> children;
+  std::size_t count = 0;
+};
+
 // Nothing when a key is odd.
 template <class Reader>
-std::optional<Join> join_by(const Reader& parents, const Reader& children, const Keys& parent_keys,
-                            const Keys& child_keys) {
-  const std::size_t parent_count = parent_keys.store.row_count();
-  const std::size_t child_count = child_keys.store.row_count();
+std::optional<Numbers> numbered_by(const Reader& parents, const Reader& children, std::size_t parent_count,
+                                   std::size_t child_count) {
   KeyTable<typename Reader::Key> table(parent_count);
   typename Reader::Key key{};
-  Join result;
-  result.group_of_parent.assign(parent_count, Groups::kNone);
+  Numbers result{std::vector<std::uint32_t>(parent_count, Groups::kNone),
+                 std::vector<std::uint32_t>(child_count, Groups::kNone)};
   for (std::size_t row = 0; row < parent_count; ++row) {
     const KeyState state = parents.read(row, key);
     if (state == KeyState::odd) return std::nullopt;
-    if (state == KeyState::usual) result.group_of_parent[row] = table.find_or_add(key);
+    if (state == KeyState::usual) result.parents[row] = table.find_or_add(key);
   }
-  std::vector<std::uint32_t> group_of(child_count, Groups::kNone);
   for (std::size_t row = 0; row < child_count; ++row) {
     const KeyState state = children.read(row, key);
     if (state == KeyState::odd) return std::nullopt;
-    if (state == KeyState::usual) group_of[row] = table.find(key);
+    if (state == KeyState::usual) result.children[row] = table.find(key);
   }
-  result.children = Groups(group_of, table.count());
+  result.count = table.count();
   return result;
 }
+
+Numbers numbered(const Keys& parents, const Keys& children) {
+  const std::size_t parent_count = parents.store.row_count();
+  const std::size_t child_count = children.store.row_count();
+  std::optional<Numbers> result;
+  const auto by = [&]<class Reader>() {
+    if (result || !Reader::serves(parents) || !Reader::serves(children)) return;
+    result = numbered_by(Reader(parents), Reader(children), parent_count, child_count);
+  };
+  by.template operator()<WholeKeys>();
+  by.template operator()<TextKeys>();
+  if (!result) result = numbered_by(AnyKeys{parents}, AnyKeys{children}, parent_count, child_count);
+  return std::move(*result);
+}
+
+// Two columns' numbers, read as one key.
+struct NumberPairs {
+  using Key = std::uint64_t;
+  const std::vector<std::uint32_t>& one;
+  const std::vector<std::uint32_t>& other;
+
+  KeyState read(std::size_t row, Key& key) const {
+    if (one[row] == Groups::kNone || other[row] == Groups::kNone) return KeyState::null;
+    key = Key{one[row]} << 32 | other[row];
+    return KeyState::usual;
+  }
+};
 
 enum class Class : std::uint8_t { number, text, bytes, date, unknown };
 
@@ -276,15 +314,19 @@ Groups::Groups(std::span<const std::uint32_t> group_of, std::size_t count) : sta
 
 Join join(const Keys& parents, const Keys& children) {
   require_comparable(parents, children);
-  std::optional<Join> result;
-  const auto by = [&]<class Reader>() {
-    if (result || !Reader::serves(parents) || !Reader::serves(children)) return;
-    result = join_by(Reader(parents), Reader(children), parents, children);
-  };
-  by.template operator()<WholeKeys>();
-  by.template operator()<TextKeys>();
-  if (!result) result = join_by(AnyKeys{parents}, AnyKeys{children}, parents, children);
-  return std::move(*result);
+  // Column by column: each is read in the way that suits it.
+  std::optional<Numbers> result;
+  for (std::size_t i = 0; i < parents.chosen.size(); ++i) {
+    Numbers next = numbered({parents.store, parents.columns, {parents.chosen[i]}},
+                            {children.store, children.columns, {children.chosen[i]}});
+    if (result) {
+      next = *numbered_by(NumberPairs{result->parents, next.parents},
+                          NumberPairs{result->children, next.children}, next.parents.size(),
+                          next.children.size());
+    }
+    result = std::move(next);
+  }
+  return {std::move(result->parents), Groups(result->children, result->count)};
 }
 
 Groups grouped(const Keys& keys) {

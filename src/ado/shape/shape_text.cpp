@@ -63,20 +63,30 @@ bool is_name_character(char c) {
          c == '_' || c == '$' || c == '#' || c == '@';
 }
 
-// Position of the "}" that closes what begins at `position`, or npos. A brace inside a quoted text is none,
-// as long as the quotes are in pairs.
+// Position of the "}" that closes what begins at `position`, or npos. A brace in a quoted text or name is
+// none, as long as the quotes are in pairs; a quote in a comment is none.
 std::size_t closing_brace(std::string_view text, std::size_t position, bool heeds_quotes) {
-  char quote = 0;
+  char closing = 0;  // what ends the quoted text
+  bool in_comment = false;
+  const std::size_t last_end = text.rfind("*/");
   for (int depth = 1; position < text.size(); ++position) {
     const char c = text[position];
-    if (quote != 0) {
-      if (c == quote) quote = 0;
-    } else if (heeds_quotes && (c == '\'' || c == '"')) {
-      quote = c;
+    const std::string_view two = text.substr(position, 2);
+    if (closing != 0) {
+      if (c == closing) closing = 0;
     } else if (c == '{') {
       ++depth;
-    } else if (c == '}' && --depth == 0) {
-      return position;
+    } else if (c == '}') {
+      if (--depth == 0) return position;
+    } else if (in_comment) {
+      in_comment = c != '\n' && c != '\r';
+    } else if (heeds_quotes && (c == '\'' || c == '"' || c == '`' || c == '[')) {
+      closing = c == '[' ? ']' : c;
+    } else if (heeds_quotes && two == "/*") {
+      // One that does not end is none.
+      if (last_end != text.npos && last_end >= position + 2) position = text.find("*/", position + 2) + 1;
+    } else {
+      in_comment = heeds_quotes && two == "--";
     }
   }
   return std::string_view::npos;
@@ -261,7 +271,10 @@ class Parser {
 
   Item computed_item() {
     Item item;
-    if (!calculated_item(item)) item.path = {name("the child's name, an aggregate or NEW")};
+    if (!calculated_item(item)) {
+      item.path = {name("the child's name, an aggregate or NEW")};
+      if (is_symbol("(")) fail("SUM, AVG, MIN, MAX, COUNT, STDEV or ANY before this");
+    }
     item.name = alias({"BY", "RELATE"});
     return item;
   }

@@ -21,22 +21,21 @@ using access::TableKind;
 
 std::vector<std::string> AccessSource::names() {
   std::vector<std::string> names;
-  for (const access::Table& table : database_->tables()) {
-    if (table.kind != TableKind::system) names.push_back(table.name);
-  }
+  for (const access::Table& table : database_->tables()) names.push_back(table.name);
   return names;
 }
 
 std::string AccessSource::type_of(const std::string& name) {
   const access::Table* const table = database_->find_table(name);
   if (table == nullptr || table->kind == TableKind::local) return "TABLE";
+  if (table->kind == TableKind::system) return "SYSTEM TABLE";
   return table->kind == TableKind::linked ? "LINK" : "PASS-THROUGH";
 }
 
-bool AccessSource::bring(sqlite3* engine, std::string_view name, const GoOn& go_on) {
+// Null when there is none of that name.
+const access::Table* AccessSource::local_table(std::string_view name) const {
   const access::Table* const table = database_->find_table(name);
-  if (table == nullptr) return false;
-  if (table->kind == TableKind::linked || table->kind == TableKind::linked_odbc) {
+  if (table != nullptr && (table->kind == TableKind::linked || table->kind == TableKind::linked_odbc)) {
     // Neither the file's path nor its link is followed: they are those of the machine it was made on.
     throw ado::provider_error(ado::kUnspecified,
                               "'" + table->name + "' is a linked table: its rows are those of '" +
@@ -45,8 +44,35 @@ bool AccessSource::bring(sqlite3* engine, std::string_view name, const GoOn& go_
                                   "). Open that one.",
                               kSourceName);
   }
-  access::bring_table(engine, *database_, *table, go_on);
-  return true;
+  return table;
+}
+
+bool AccessSource::bring(sqlite3* engine, std::string_view name, const GoOn& go_on) {
+  const access::Table* const table = local_table(name);
+  if (table != nullptr) access::bring_table(engine, *database_, *table, go_on);
+  return table != nullptr;
+}
+
+bool AccessSource::bring_design(sqlite3* engine, std::string_view name) {
+  const access::Table* const table = local_table(name);
+  access::LoadAs as;
+  as.rows = false;
+  if (table != nullptr) access::bring_table(engine, *database_, *table, {}, as);
+  return table != nullptr;
+}
+
+std::vector<ado::IndexDefinition> AccessSource::indexes(const std::string& name) {
+  std::vector<ado::IndexDefinition> indexes;
+  const access::Table* const table = local_table(name);
+  if (table == nullptr) return indexes;  // of a query
+  const access::TableDesign& design = database_->design(*table);
+  for (const access::Index& index : design.indexes) {
+    indexes.push_back({index.name, index.is_primary, index.is_unique, {}});
+    for (const access::IndexColumn& column : index.columns) {
+      indexes.back().columns.push_back(design.columns[column.column].name);
+    }
+  }
+  return indexes;
 }
 
 std::vector<SavedQuery> AccessSource::queries() {

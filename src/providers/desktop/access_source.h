@@ -13,11 +13,12 @@ class AccessSource : public TableSource {
  public:
   explicit AccessSource(std::unique_ptr<access::Database> database) : database_(std::move(database)) {}
 
-  /// Local tables and linked ones, without the system's.
   std::vector<std::string> names() override;
   std::string type_of(const std::string& name) override;
   /// Raises kUnspecified for a linked table, whose rows are in another database.
   bool bring(sqlite3* engine, std::string_view name, const GoOn& go_on) override;
+  bool bring_design(sqlite3* engine, std::string_view name) override;
+  std::vector<ado::IndexDefinition> indexes(const std::string& name) override;
   std::vector<SavedQuery> queries() override;
   bool is_writable() const override { return false; }
   std::string_view why_read_only() const override {
@@ -29,6 +30,8 @@ class AccessSource : public TableSource {
   void drop(sqlite3* engine, const std::string& name) override;
 
  private:
+  const access::Table* local_table(std::string_view name) const;
+
   std::unique_ptr<access::Database> database_;
 };
 

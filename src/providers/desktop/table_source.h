@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "ado/catalog/schema.h"
 #include "providers/desktop/new_column.h"
 
 namespace quarno::desktop {
@@ -25,15 +26,19 @@ struct SavedQuery {
 class TableSource {
  public:
   virtual ~TableSource() = default;
-  /// The tables there are now, as their makers wrote the names.
+  /// The tables there are now, those of the system's among them, as their makers wrote the names.
   virtual std::vector<std::string> names() = 0;
-  /// What a table of names() is, as catalogues call it: TABLE, or LINK and PASS-THROUGH for one whose rows
-  /// are in another database.
+  /// What a table of names() is, as catalogues call it: TABLE, SYSTEM TABLE, or LINK and PASS-THROUGH for
+  /// one whose rows are in another database.
   virtual std::string type_of(const std::string& /*name*/) { return "TABLE"; }
   /// Brings a table into the engine, where statements then find it under this name; letter case does not
   /// matter. False when there is none of that name. Asked once per table and connection, and again after a
   /// table was dropped.
   virtual bool bring(sqlite3* database, std::string_view name, const GoOn& go_on) = 0;
+  /// Makes the table without its rows, where that is much less than bringing it; else false.
+  virtual bool bring_design(sqlite3* /*database*/, std::string_view /*name*/) { return false; }
+  /// Of a table of names(), the columns of each index in their order.
+  virtual std::vector<ado::IndexDefinition> indexes(const std::string& /*name*/) { return {}; }
   /// Read when first asked for.
   virtual std::vector<SavedQuery> queries() { return {}; }
   /// Told behind the refusal of a change, where nothing can be changed: what the host can do.

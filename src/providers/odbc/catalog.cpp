@@ -46,8 +46,10 @@ constexpr CatalogQueries kKnown[] = {
      .ddl = ado::Ddl::sqlite,
      .tables = "SELECT name, CASE WHEN substr(name, 1, 7) = 'sqlite_' OR substr(name, 1, 4) = 'MSys' THEN "
                "'SYSTEM TABLE' ELSE upper(type) END FROM sqlite_master WHERE type IN ('table', 'view') UNION "
-               "ALL SELECT name, 'LOCAL TEMPORARY' FROM sqlite_temp_master WHERE type IN ('table', 'view')",
-     .views = "SELECT name, sql FROM sqlite_master WHERE type = 'view'",
+               "ALL SELECT name, CASE type WHEN 'view' THEN 'VIEW' ELSE 'LOCAL TEMPORARY' END FROM "
+               "sqlite_temp_master WHERE type IN ('table', 'view')",
+     .views = "SELECT name, sql FROM sqlite_temp_master WHERE type = 'view' UNION ALL SELECT name, sql FROM "
+              "sqlite_master WHERE type = 'view'",
      // The key of a table has no name of its own here.
      .indexes = "SELECT i, c, u, p FROM (SELECT l.name AS i, x.name AS c, l.\"unique\" AS u, 0 AS p, x.seqno "
                 "AS o FROM pragma_index_list(?) l, pragma_index_info(l.name) x WHERE l.origin <> 'pk' AND "
@@ -65,7 +67,8 @@ constexpr CatalogQueries kKnown[] = {
                "'LOCAL TEMPORARY' ELSE 'TABLE' END FROM pg_catalog.pg_class c JOIN pg_catalog.pg_namespace n "
                "ON n.oid = c.relnamespace WHERE c.relkind IN ('r', 'p', 'v', 'm', 'f') AND "
                "pg_catalog.pg_table_is_visible(c.oid)",
-     .views = "SELECT CAST(c.relname AS text), pg_catalog.pg_get_viewdef(c.oid) FROM pg_catalog.pg_class c "
+     .views = "SELECT CAST(c.relname AS text), rtrim(pg_catalog.pg_get_viewdef(c.oid), ';') FROM "
+              "pg_catalog.pg_class c "
               "JOIN pg_catalog.pg_namespace n ON n.oid = c.relnamespace WHERE c.relkind IN ('v', 'm') AND "
               "n.nspname NOT IN ('pg_catalog', 'information_schema') AND "
               "pg_catalog.pg_table_is_visible(c.oid)",
@@ -118,7 +121,7 @@ const CatalogQueries& catalog_queries(std::string_view dbms_name) {
 
 std::string procedure_statement(const CatalogQueries& queries, const ado::Dialect& dialect,
                                 const std::string& name, const std::string& text) {
-  const bool is_whole = ado::first_word(text) == "create";
+  const bool is_whole = ado::creates_procedure(text);
   if (!queries.makes_procedures || (!is_whole && queries.procedure_head.empty())) {
     throw ado::model_error(ado::Model::feature_not_available, "ADOX.Procedures");
   }
@@ -176,7 +179,7 @@ std::vector<ado::IndexDefinition> OdbcCatalog::indexes(const std::string& table)
   std::string last;
   for (auto& row : ask(queries_.indexes, table)) {
     if (indexes.empty() || row[0] != last) {
-      indexes.push_back({ado::own_index_name(table, row[0]), row[3] == "1", row[2] == "1", {}});
+      indexes.push_back({ado::own_index_name(table, row[0]), row[3] == "1", row[2] == "1", {}, row[0]});
       last = row[0];
     }
     indexes.back().columns.push_back(std::move(row[1]));

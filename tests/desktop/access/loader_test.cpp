@@ -107,13 +107,27 @@ TEST_F(LoaderTest, LinkedTablesAreShownAndSayWhereTheyAre) {
   AccessSource source(opened(test::made::file()));
   std::string shown;
   for (const std::string& name : source.names()) shown += name + " " + source.type_of(name) + ";";
-  EXPECT_EQ(shown, "All TABLE;Keys TABLE;Linked LINK;");
+  EXPECT_EQ(shown, "MSysObjects SYSTEM TABLE;All TABLE;Keys TABLE;Linked LINK;");
   try {
     source.bring(engine.get(), "Linked", {});
     FAIL() << "brought";
   } catch (const Error& error) {
     EXPECT_EQ(error.description.find("'Linked' is a linked table"), 0u) << error.description;
   }
+}
+
+TEST_F(LoaderTest, ATableIsToldWithoutItsRows) {
+  const std::vector<test::made::IndexRecord> indexes = {{"PK", 0, 0x89, 1}, {"U", 1, 0x81, 0}};
+  AccessSource source(opened(test::made::file(0, {{key_row("a", 1), 0}}, indexes)));
+  EXPECT_TRUE(source.bring_design(engine.get(), "keys"));
+  EXPECT_EQ(ask("SELECT count(*) FROM Keys"), "0\n");
+  std::string shown;
+  for (const auto& index : source.indexes("Keys")) {
+    shown += index.name + (index.primary ? "*" : "") + (index.unique ? "!" : "") + index.columns.at(0) + " ";
+  }
+  EXPECT_EQ(shown, "PK*!Code U!N ");
+  EXPECT_FALSE(source.bring_design(engine.get(), "none"));
+  EXPECT_EQ(test::error_of([&] { return source.bring_design(engine.get(), "Linked"); }), ado::kUnspecified);
 }
 
 TEST_F(LoaderTest, NothingStaysBehindAFailure) {

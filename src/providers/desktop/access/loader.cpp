@@ -93,7 +93,7 @@ class Loader {
     loaded_.not_unique.clear();
     run(create_statement());
     try {
-      copy_rows();
+      if (as_.rows) copy_rows();
     } catch (const Contradiction&) {
       return false;
     }

@@ -19,6 +19,7 @@ struct LoadAs {
   std::vector<std::string> column_clauses = {};
   /// Told every few thousand rows how many there are.
   std::function<void(std::uint64_t rows)> progress = {};
+  bool rows = true;  // false: the table stays empty
 };
 
 /// What became of a table.

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
-#include <cstring>
 
 #include "common/text.h"
 
@@ -33,19 +32,6 @@ constexpr Driver kDrivers[] = {
 };
 
 constexpr int kManyByte[] = {932, 936, 949, 950, 1361, 54936, kUtf8};
-
-bool is_ascii(std::string_view bytes) {
-  std::size_t i = 0;
-  for (; i + 8 <= bytes.size(); i += 8) {
-    std::uint64_t word = 0;
-    std::memcpy(&word, bytes.data() + i, 8);
-    if ((word & 0x8080808080808080u) != 0) return false;
-  }
-  for (; i < bytes.size(); ++i) {
-    if (static_cast<unsigned char>(bytes[i]) >= 128) return false;
-  }
-  return true;
-}
 
 }  // namespace
 
@@ -98,7 +84,7 @@ TextForm::TextForm(int code_page) : code_page_(code_page), codec_(platform::code
 }
 
 std::string_view TextForm::decode(std::string_view bytes, std::string& buffer) {
-  if (is_ascii(bytes)) return bytes;
+  if (text::is_ascii(bytes)) return bytes;
   if (!one_byte_) {
     buffer = codec_ == nullptr ? std::string(bytes) : codec_->decode(bytes);
     return buffer;
@@ -117,7 +103,7 @@ std::string_view TextForm::decode(std::string_view bytes, std::string& buffer) {
 }
 
 std::optional<std::string> TextForm::encode(std::string_view utf8) {
-  if (is_ascii(utf8)) return std::string(utf8);
+  if (text::is_ascii(utf8)) return std::string(utf8);
   if (!can_encode_ || codec_ == nullptr) return std::nullopt;
   return codec_->encode(utf8);
 }

@@ -3,9 +3,9 @@
 #include <memory>
 
 #include "common/convert.h"
+#include "common/exact_sum.h"
 #include "platform/locale.h"
 #include "providers/desktop/functions/call.h"
-#include "providers/desktop/functions/exact_sum.h"
 
 namespace quarno::desktop {
 namespace {

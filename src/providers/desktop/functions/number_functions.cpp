@@ -5,10 +5,10 @@
 #include <cmath>
 
 #include "common/convert.h"
+#include "common/exact_sum.h"
 #include "common/number_text.h"
 #include "platform/locale.h"
 #include "providers/desktop/functions/call.h"
-#include "providers/desktop/functions/exact_sum.h"
 
 namespace quarno::desktop {
 namespace {

@@ -3,10 +3,10 @@
 #include <cmath>
 
 #include "common/convert.h"
+#include "common/exact_sum.h"
 #include "common/text.h"
 #include "platform/locale.h"
 #include "providers/desktop/functions/call.h"
-#include "providers/desktop/functions/exact_sum.h"
 
 namespace quarno::desktop {
 namespace {

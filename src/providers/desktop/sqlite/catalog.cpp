@@ -4,7 +4,9 @@
 #include "ado/catalog/schema.h"
 #include "ado/write_statement.h"
 #include "common/text.h"
+#include "providers/desktop/desktop_provider.h"
 #include "providers/desktop/jet/tokens.h"
+#include "providers/desktop/sqlite/engine_calls.h"
 #include "providers/desktop/sqlite/sqlite_session.h"
 
 namespace quarno::desktop::sqlite {
@@ -41,8 +43,9 @@ std::vector<ado::TableEntry> SqliteSession::tables() {
   }
   for (auto& row : texts_of("SELECT name, CASE WHEN substr(name, 1, 7) = 'sqlite_' OR substr(name, 1, 4) = "
                             "'MSys' THEN 'SYSTEM TABLE' ELSE upper(type) END FROM sqlite_schema WHERE type "
-                            "IN ('table', 'view') UNION ALL SELECT name, 'LOCAL TEMPORARY' FROM "
-                            "sqlite_temp_schema WHERE type IN ('table', 'view')")) {
+                            "IN ('table', 'view') UNION ALL SELECT name, CASE type WHEN 'view' THEN 'VIEW' "
+                            "ELSE 'LOCAL TEMPORARY' END FROM sqlite_temp_schema WHERE type IN ('table', "
+                            "'view')")) {
     entries.push_back({std::move(row[0]), std::move(row[1])});
   }
   return entries;
@@ -56,7 +59,8 @@ std::vector<ado::StoredQuery> SqliteSession::views() {
     }
     return views;
   }
-  for (auto& row : texts_of("SELECT name, sql FROM sqlite_schema WHERE type = 'view'")) {
+  for (auto& row : texts_of("SELECT name, sql FROM sqlite_temp_schema WHERE type = 'view' UNION ALL SELECT "
+                            "name, sql FROM sqlite_schema WHERE type = 'view'")) {
     views.push_back({std::move(row[0]), ado::query_of_view(row[1])});
   }
   return views;
@@ -92,7 +96,7 @@ std::string SqliteSession::key_name(const std::string& table) {
 
 std::vector<ado::IndexDefinition> SqliteSession::indexes(const std::string& table) {
   std::vector<ado::IndexDefinition> indexes;
-  if (source_ != nullptr) return indexes;  // its tables come without them
+  if (source_ != nullptr) return source_->indexes(table);
   std::vector<std::string> key;
   for (auto& row : texts_of("SELECT name FROM pragma_table_info(?1) WHERE pk > 0 ORDER BY pk", table)) {
     key.push_back(std::move(row[0]));
@@ -103,18 +107,32 @@ std::vector<ado::IndexDefinition> SqliteSession::indexes(const std::string& tabl
                             "pragma_index_info(l.name) x WHERE l.origin <> 'pk' AND x.name IS NOT NULL "
                             "ORDER BY l.seq DESC, x.seqno",
                             table)) {
-    if (row[0] != last) indexes.push_back({ado::own_index_name(table, row[0]), false, row[2] == "1", {}});
-    last = row[0];
+    if (row[0] != last || indexes.empty() || indexes.back().primary) {
+      indexes.push_back({ado::own_index_name(table, row[0]), false, row[2] == "1", {}});
+      last = row[0];
+    }
     indexes.back().columns.push_back(std::move(row[1]));
   }
   return indexes;
 }
 
+std::shared_ptr<ado::Session> SqliteSession::designs(const std::string& table) {
+  if (source_ == nullptr) return nullptr;
+  schema_.forget();
+  if (schema_.columns(table) != nullptr) return nullptr;  // its rows are here already
+  auto empty = std::make_shared<SqliteSession>(open_database("", SQLITE_OPEN_READWRITE), nullptr);
+  return source_->bring_design(empty->database_.get(), table) ? empty : nullptr;
+}
+
 void SqliteSession::create_procedure(const std::string& name, const std::string& text) {
   if (source_ != nullptr) throw ado::model_error(ado::Model::feature_not_available, "ADOX.Procedures");
   refuse_when_lost();
+  if (ado::first_word(text).empty()) {
+    throw ado::provider_error(ado::kNoCommandText, "Command text was not set for the command object.",
+                              kSourceName);
+  }
   schema_.forget();
-  if (ado::first_word(text) == "create") return static_cast<void>(execute(text, 0, ado::Reading::at_once));
+  if (ado::creates_procedure(text)) return static_cast<void>(execute(text, 0, ado::Reading::at_once));
   jet::Step step;
   step.procedure = true;
   step.table = name;

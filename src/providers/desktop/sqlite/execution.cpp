@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "ado/ado_error.h"
+#include "ado/catalog/definition_text.h"
 #include "ado/write_statement.h"
 #include "common/text.h"
 #include "providers/desktop/desktop_provider.h"
@@ -33,6 +34,12 @@ GoOn until(const providers::TimeLimit& limit) {
 bool defines(const std::string& step) {
   const std::vector<jet::Token> tokens = jet::tokens_of(step);
   return tokens[0].is_word("create") || tokens[0].is_word("alter") || tokens[0].is_word("drop");
+}
+
+bool makes_view(const std::string& statement) {
+  if (ado::first_word(statement) != "create") return false;
+  const std::vector<jet::Token> tokens = jet::tokens_of(statement);
+  return tokens[tokens[1].is_one_of({"temp", "temporary"}) ? 2 : 1].is_word("view");
 }
 
 // "{call p(1)}", "{? = call p}" and "call p(1)" as Jet calls a saved query.
@@ -134,6 +141,9 @@ jet::Rewritten SqliteSession::rewritten(const std::string& text, std::size_t val
       if (!parameter.name.empty()) names += (names.empty() ? " " : ", ") + parameter.name;
     }
     throw refusal(ado::kParameterMissing, "No value given for one or more required parameters." + names);
+  }
+  if (plan.steps.size() == 1 && makes_view(text)) {
+    plan.steps[0].text = ado::with_query_as_written(std::move(plan.steps[0].text), text);
   }
   return plan;
 }

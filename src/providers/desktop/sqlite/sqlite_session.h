@@ -1,6 +1,7 @@
 // A session on one database of the engine: a file of its own, or tables that are brought in from elsewhere.
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <unordered_map>
@@ -55,6 +56,7 @@ class SqliteSession : public ado::Session, private ado::SchemaSource {
   std::vector<ado::StoredQuery> views() override;
   std::vector<ado::StoredQuery> procedures() override;
   std::vector<ado::IndexDefinition> indexes(const std::string& table) override;
+  std::shared_ptr<ado::Session> designs(const std::string& table) override;
   ado::Ddl ddl() const override { return source_ == nullptr ? ado::Ddl::jet : ado::Ddl::folder; }
   void create_procedure(const std::string& name, const std::string& text) override;
   std::string key_name(const std::string& table);

@@ -8,14 +8,16 @@
 
 #include "common/decimal.h"
 
-namespace quarno::desktop {
+namespace quarno {
 
 class ExactSum {
  public:
   void add(const Decimal& value) { put(value, value.negative()); }
   void subtract(const Decimal& value) { put(value, !value.negative()); }
-  /// The sum divided by `count` and rounded to what a Decimal holds; nothing when it is too large.
-  std::optional<Decimal> result(std::uint64_t count = 1) const;
+  /// The sum divided by `count`, rounded half to even and only once: to that many decimals, 0 to 28, or to
+  /// fewer where a Decimal has no room for them. Without a number of decimals it has those that say
+  /// something. Nothing when it is too large.
+  std::optional<Decimal> result(std::uint64_t count = 1, std::optional<int> decimals = {}) const;
 
  private:
   using Limbs = std::array<std::uint64_t, 4>;  // lowest first, two's complement, in units of 10^-28
@@ -24,4 +26,4 @@ class ExactSum {
   Limbs limbs_{};
 };
 
-}  // namespace quarno::desktop
+}  // namespace quarno
