@@ -14,22 +14,28 @@ from pathlib import Path
 HERE = Path(__file__).resolve().parent
 TIMEOUT_S = 3600
 
+TABLES = (
+    ("Calls by name through quarnofwk.hpp, medians of five",
+     ["call_bench", "--benchmark_repetitions=5", "--benchmark_report_aggregates_only=true", "--benchmark_filter=.",
+      "--benchmark_out_format=console"]),
+    ("Reading a database file by name against the engine's C interface", ["read_bench"]),
+    ("Reading through ODBC by name against raw block fetch", ["odbc_read_bench", HERE / "pyodbc_read.py"]),
+    ("Writing in one transaction against prepared single-row inserts", ["write_bench"]),
+    ("Access files and dBASE folders against mdb-export and the engine's C interface", ["desktop_bench"]),
+    ("Hierarchies against their two statements as plain queries", ["hierarchy_bench"]),
+    ("Snapshots in XML against fprintf and expat", ["persist_bench"]),
+    ("Delimited text against memchr, and a log against fprintf and fflush", ["text_bench"]),
+)
+
 
 def main() -> int:
     binaries = Path(sys.argv[1]) / "bin"
     quiet = {**os.environ, "QUARNOFWK_UI": "none"}
-    print("Calls by name through quarnofwk.hpp, medians of five:", flush=True)
-    subprocess.run([binaries / "call_bench", "--benchmark_repetitions=5", "--benchmark_report_aggregates_only=true",
-                    "--benchmark_filter=.", "--benchmark_out_format=console"], check=True, env=quiet, timeout=TIMEOUT_S)
-    print("\nReading a database file by name against the engine's C interface:", flush=True)
-    subprocess.run([binaries / "read_bench"], check=True, env=quiet, timeout=TIMEOUT_S)
-    print("\nReading through ODBC by name against raw block fetch:", flush=True)
-    subprocess.run([binaries / "odbc_read_bench", HERE / "pyodbc_read.py"], check=True, env=quiet, timeout=TIMEOUT_S)
-    print("\nWriting in one transaction against prepared single-row inserts:", flush=True)
-    subprocess.run([binaries / "write_bench"], check=True, env=quiet, timeout=TIMEOUT_S)
-    print("\nAccess files and dBASE folders against mdb-export and the engine's C interface:", flush=True)
-    subprocess.run([binaries / "desktop_bench"], check=True, env=quiet, timeout=TIMEOUT_S)
-    print("\nImport of measurements against the sqlite3 shell:", flush=True)
+    for title, (program, *arguments) in TABLES:
+        print(f"{title}:", flush=True)
+        subprocess.run([binaries / program, *arguments], check=True, env=quiet, timeout=TIMEOUT_S)
+        print(flush=True)
+    print("Import of measurements against the sqlite3 shell:", flush=True)
     return subprocess.run([sys.executable, HERE / "import_ratio.py", "--station", binaries / "station", *sys.argv[2:]],
                           env=quiet, timeout=TIMEOUT_S).returncode
 

@@ -9,7 +9,9 @@
 #include "data/CError.h"
 #include "domain/Corvex.h"
 #include "net/CPing.h"
+#include "util/CCrypt.h"
 #include "util/CFileReader.h"
+#include "util/CParam.h"
 #include "util/CSuperLog.h"
 
 namespace quarno::boundary {
@@ -38,7 +40,9 @@ constexpr ClassEntry kClasses[] = {
     creatable<CData>(kOwn, "Data access: one object for each data source."),
     creatable<CError>(kOwn, "The error record of data access."),
     creatable<Corvex>(kOwn, "Rules of emission monitoring: queries, validity codes, event and export files."),
+    creatable<CCrypt>(kOwn, "Hides a short text from a glance: hexadecimal cipher texts."),
     creatable<CFileReader>(kOwn, "Reads delimited text files."),
+    creatable<CParam>(kOwn, "Reads and writes settings in a text file of lines TAG=value."),
     creatable<CPing>(kOwn, "Asks whether an IPv4 address answers."),
     creatable<CSuperLog>(kOwn, "Writes the host's own log files."),
     creatable<ado::Connection>(

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <cstring>
 
 namespace quarno::text {
 namespace {
@@ -15,10 +16,6 @@ constexpr std::array<char16_t, 32> kWindows1252High = {
 
 char fold(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; }
 
-bool is_ascii(std::string_view s) {
-  return std::all_of(s.begin(), s.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-}
-
 // Bytes that follow a lead byte, or 0 when it cannot lead a longer sequence.
 int continuation_count(unsigned char lead) {
   if (lead >= 0xC2 && lead <= 0xDF) return 1;
@@ -28,6 +25,21 @@ int continuation_count(unsigned char lead) {
 }
 
 }  // namespace
+
+// Eight bytes at a time: most texts are columns of a few characters.
+bool is_ascii(std::string_view s) {
+  constexpr std::uint64_t kHigh = 0x8080808080808080;
+  const char* at = s.data();
+  std::size_t left = s.size();
+  std::uint64_t all = 0;
+  for (; left >= sizeof all; left -= sizeof all, at += sizeof all) {
+    std::uint64_t eight = 0;
+    std::memcpy(&eight, at, sizeof eight);
+    all |= eight;
+  }
+  for (; left > 0; --left, ++at) all |= static_cast<unsigned char>(*at);
+  return (all & kHigh) == 0;
+}
 
 char32_t next_character(std::string_view utf8, std::size_t& position) {
   const auto lead = static_cast<unsigned char>(utf8[position++]);

@@ -71,6 +71,9 @@ std::size_t hash_fold(std::string_view utf8);
 /// Capital letters of ASCII, Latin-1 and Latin Extended-A; other characters stay.
 std::string upper(std::string_view utf8);
 
+/// Whether all bytes are below 128.
+bool is_ascii(std::string_view bytes);
+
 /// Windows-1252 bytes of a UTF-8 text. A character the code page lacks, or a malformed byte, becomes "?".
 std::string to_windows_1252(std::string_view utf8);
 

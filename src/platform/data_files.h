@@ -52,6 +52,12 @@ class DataFiles {
   virtual void publish(std::string_view from, std::string_view to) = 0;
   /// Returns when the folder's list of names is on the disk.
   virtual void sync_folder(std::string_view folder) = 0;
+  /// Where the file itself lies when the path names a link, in the platform's form; nothing needs to be
+  /// there.
+  virtual std::string behind_links(std::string_view path) { return std::string(path); }
+  /// Gives a new file the owner, group and permissions of the one it is to replace. False when the process
+  /// may not, or when more would be lost: access lists, and the other names of a file that has several.
+  virtual bool keep_access(std::string_view /*old_file*/, std::string_view /*new_file*/) { return true; }
   /// Names of the regular files in a folder whose name does not begin with ".", in name order; none when
   /// there is no such folder.
   virtual std::vector<std::string> names(std::string_view folder) = 0;

@@ -1,8 +1,5 @@
 #include "util/CFileReader.h"
 
-#include <algorithm>
-#include <limits>
-
 #include "automation/member_table.h"
 #include "common/error.h"
 #include "platform/code_page.h"
@@ -26,11 +23,8 @@ constexpr char kSeparators[] = {'\t', ',', ';'};
 
 }  // namespace
 
-void CFileReader::SetDataMode(std::int16_t mode, const std::string& Delimiter) {
-  data_mode_ = mode;
-  // Kept as given, but the readers put the mode's own separator in its place.
-  if (!Delimiter.empty()) separator_ = Delimiter;
-}
+// The readers take the mode's own separator, whatever is given here.
+void CFileReader::SetDataMode(std::int16_t mode, const std::string& /*Delimiter*/) { data_mode_ = mode; }
 
 bool CFileReader::OpenFile(const std::string& fileName) { return open(fileName, "OpenFile"); }
 bool CFileReader::OpenUnixFile(const std::string& fileName) { return open(fileName, "OpenUnixFile"); }
@@ -91,19 +85,8 @@ bool CFileReader::ReadUnixLine() {
 }
 
 void CFileReader::split(std::string_view line) {
-  separator_.assign(1, kSeparators[data_mode_]);
-  const auto count = std::count(line.begin(), line.end(), separator_.front());
-  if (count > std::numeric_limits<std::int16_t>::max()) throw run_time_error(RunTime::overflow);
-  bytes_.assign(line);
-  ends_.clear();
-  if (!bytes_.empty()) {
-    for (std::size_t at = bytes_.find(separator_.front()); at != std::string::npos;
-         at = bytes_.find(separator_.front(), at + 1)) {
-      ends_.push_back(at);
-    }
-    ends_.push_back(bytes_.size());
-  }
-  ColumnCount = static_cast<std::int16_t>(static_cast<int>(ends_.size()) - 1);
+  if (!columns_.split(line, kSeparators[data_mode_])) throw run_time_error(RunTime::overflow);
+  ColumnCount = static_cast<std::int16_t>(static_cast<int>(columns_.count()) - 1);
   has_columns_ = true;
   line_is_current_ = true;
 }
@@ -117,17 +100,18 @@ bool CFileReader::IsEof() {
 }
 
 std::string CFileReader::GetColumnValue(std::int16_t ColNumber) {
-  return with_source("GetColumnValue", [&]() -> std::string {
-    if (!has_columns_) throw run_time_error(RunTime::subscript_out_of_range);
-    const auto index = static_cast<std::size_t>(ColNumber);
-    if (ColNumber < 0 || index >= ends_.size()) return {};
-    const std::size_t begin = index == 0 ? 0 : ends_[index - 1] + 1;
-    return platform::code_page().from_ansi(std::string_view(bytes_).substr(begin, ends_[index] - begin));
-  });
+  const auto index = static_cast<std::size_t>(ColNumber);
+  if (ColNumber >= 0 && index < columns_.count()) {
+    // ASCII is the same in every code page.
+    return columns_.is_ascii() ? columns_.copy(index) : platform::code_page().from_ansi(columns_[index]);
+  }
+  if (has_columns_) return {};
+  return with_source("GetColumnValue",
+                     []() -> std::string { throw run_time_error(RunTime::subscript_out_of_range); });
 }
 
 std::string CFileReader::GetLine() const {
-  return line_is_current_ ? platform::code_page().from_ansi(bytes_) : std::string();
+  return line_is_current_ ? platform::code_page().from_ansi(columns_.line()) : std::string();
 }
 
 namespace {

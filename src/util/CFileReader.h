@@ -7,10 +7,12 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "automation/automation.h"
 #include "common/file_numbers.h"
+#include "util/columns.h"
 #include "util/line_source.h"
 
 namespace quarno {
@@ -44,18 +46,16 @@ class CFileReader : public automation::Automation<CFileReader> {
   bool open(const std::string& file_name, const char* member);
   bool mode_reads() const { return data_mode_ >= 0 && data_mode_ <= 2; }
   OpenedFile& opened();
-  // Takes the line as the one just read and finds its columns; one with too many changes nothing.
+  // Takes the line as the one just read; one with too many columns changes nothing.
   void split(std::string_view line);
 
   std::unique_ptr<OpenedFile> file_;
   std::vector<std::unique_ptr<OpenedFile>> abandoned_;  // opened over without CloseFile: they stay open
   std::int32_t data_mode_ = 0;
   std::int16_t record_length_ = 0;  // stored for the host, used by no member
-  std::string separator_;
-  std::string bytes_;              // the last line that was read, as the file has it
-  bool line_is_current_ = false;   // false after a read that failed: GetLine is empty, the columns stay
-  bool has_columns_ = false;       // a line has been read
-  std::vector<std::size_t> ends_;  // end of each column in bytes_
+  util::Columns columns_;           // of the last line that was read
+  bool line_is_current_ = false;    // false after a read that failed: GetLine is empty, the columns stay
+  bool has_columns_ = false;        // a line has been read
 };
 
 }  // namespace quarno

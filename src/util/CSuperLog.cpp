@@ -3,6 +3,7 @@
 #include "automation/member_table.h"
 #include "common/error.h"
 #include "common/number_text.h"
+#include "common/text.h"
 #include "platform/code_page.h"
 #include "platform/locale.h"
 
@@ -42,7 +43,12 @@ bool CSuperLog::WriteLog(const std::string& strData, bool bNoCrLf) {
   if (!is_open()) return failed("Log non aperto!");
   if (strData.empty()) return failed("Nessun dato da scrivere sul file!");
   try {
-    line_ = platform::code_page().to_ansi(strData);
+    // ASCII is the same in every code page.
+    if (text::is_ascii(strData)) {
+      line_ = strData;
+    } else {
+      line_ = platform::code_page().to_ansi(strData);
+    }
     if (!bNoCrLf) line_.append("\r\n");
     file_->write(line_);
     return true;

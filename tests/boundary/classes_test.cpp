@@ -98,6 +98,11 @@ bool used(automation::Object& object, const test::TempFolder& folder) {
   if (name == "CFileReader")
     return call(object, "OpenFile", {folder / "in.csv"}) == Variant(true) &&
            call(object, "ReadLine") == Variant(true);
+  if (name == "CParam") {
+    put_property(object, "ParamFile", folder / "in.csv");
+    return call(object, "GetIniString", {"none", ""}) == Variant(false);
+  }
+  if (name == "CCrypt") return !call(object, "Crypt", {"text"}).is_empty();
   if (name == "Corvex")
     return !call(object, "ScriviSarvia", {folder / "out", "P", "D", 1, 2, 3, "VAL", 100, 0, 0.5, 1})
                 .is_empty();

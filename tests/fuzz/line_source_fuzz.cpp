@@ -1,13 +1,14 @@
-// Lines out of any bytes: nothing is lost or made up, however the file hands its bytes out.
+// Lines and columns out of any bytes: nothing is lost or made up, however the file hands its bytes out.
 #include <algorithm>
 #include <cstring>
 
 #include "fuzz/fuzz.h"
+#include "util/columns.h"
 #include "util/line_source.h"
 
 const int kMutations = 2'000;
-const std::vector<std::string> kSeeds = {"a;b;;c\r\nx\ry\n\r\n", "x;y\n\nz\n", std::string("n\0u\0l\n", 6),
-                                         "\r\r\n\n\r"};
+const std::vector<std::string> kSeeds = {"a;b;;c\r\nx\ry\n\r\n", ";\x80;eight by;:;<;\xBB\r", "x;y\n\nz\n",
+                                         std::string("n\0u\0l\n", 6), "\r\r\n\n\r"};
 
 namespace {
 
@@ -29,6 +30,27 @@ class Trickle : public quarno::platform::File {
   std::size_t at_ = 0;
 };
 
+// The columns of one line after another's, which must leave nothing behind.
+void check_columns(quarno::util::Columns& columns, std::string_view line) {
+  const std::string before(columns.line());
+  const auto separators = static_cast<std::size_t>(std::count(line.begin(), line.end(), ';'));
+  if (separators + 1 > quarno::util::Columns::kMost) {
+    if (columns.split(line, ';') || columns.line() != before) __builtin_trap();
+    return;
+  }
+  if (!columns.split(line, ';') || columns.line() != line) __builtin_trap();
+  if (columns.count() != (line.empty() ? 0 : separators + 1)) __builtin_trap();
+  std::string joined;
+  bool is_ascii = true;
+  for (std::size_t i = 0; i < columns.count(); ++i) {
+    if (i > 0) joined.push_back(';');
+    if (columns[i].find(';') != std::string_view::npos) __builtin_trap();
+    joined.append(columns[i]);
+  }
+  for (const char byte : line) is_ascii = is_ascii && static_cast<unsigned char>(byte) < 0x80;
+  if (joined != line || columns.is_ascii() != is_ascii) __builtin_trap();
+}
+
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -41,7 +63,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
 
   quarno::util::LineSource lines(std::make_unique<Trickle>(bytes));
   std::size_t kept = 0;
+  quarno::util::Columns columns;
   while (const auto line = lines.line_to_cr()) {
+    check_columns(columns, *line);
     if (line->find('\r') != std::string_view::npos) __builtin_trap();
     kept += line->size();
   }

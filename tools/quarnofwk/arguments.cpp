@@ -116,12 +116,28 @@ void read_convert(Arguments& arguments, int count, const char* const* words) {
   if (arguments.target.empty()) throw UsageError("convert takes two files, OLD.mdb and NEW.db");
 }
 
+void read_param(Arguments& arguments, int count, const char* const* words) {
+  const std::string verb = count > 2 ? words[2] : "";
+  const bool sets = verb == "set";
+  if (!sets && verb != "get") throw UsageError("param takes get or set");
+  if (count != (sets ? 6 : 5)) {
+    throw UsageError(sets ? "param set takes FILE, TAG and VALUE" : "param get takes FILE and TAG");
+  }
+  arguments.command = sets ? Command::param_set : Command::param_get;
+  arguments.file = words[3];
+  arguments.tag = words[4];
+  if (sets) arguments.value = words[5];
+}
+
 }  // namespace
 
 const char* const kHelp =
     R"(Usage: quarnofwk providers
        quarnofwk query --kind KIND [OPTION VALUE]... "SELECT ..."
        quarnofwk convert [OPTION]... OLD.mdb NEW.db
+       quarnofwk param get FILE TAG
+       quarnofwk param set FILE TAG VALUE
+       quarnofwk crypt | decrypt
        quarnofwk --help | --version
 
 providers   lists the kinds of database, what each reaches on this machine, and
@@ -146,6 +162,9 @@ convert     makes a database file that can be changed from an Access file, which
   --progress        tells how far it is, also where nobody is looking
   --quiet           prints only what could not be carried over
   --password-stdin  as above
+param       prints or changes a setting, a line TAG=VALUE of a parameter file.
+crypt       prints the cipher text of the text on standard input, decrypt the
+            text of a cipher text; one line end after it does not count.
 
 The password is read from the environment variable QUARNOFWK_PASSWORD otherwise.
 Exit code: 0 done, 1 the library reported an error, 2 the command line is wrong.
@@ -165,12 +184,20 @@ Arguments parsed_arguments(int count, const char* const* words) {
     read_convert(arguments, count, words);
     return arguments;
   }
+  if (command == "param") {
+    read_param(arguments, count, words);
+    return arguments;
+  }
   if (command == "--help") {
     arguments.command = Command::help;
   } else if (command == "--version") {
     arguments.command = Command::version;
   } else if (command == "providers") {
     arguments.command = Command::providers;
+  } else if (command == "crypt") {
+    arguments.command = Command::crypt;
+  } else if (command == "decrypt") {
+    arguments.command = Command::decrypt;
   } else {
     throw UsageError("\"" + command + "\" is no command");
   }

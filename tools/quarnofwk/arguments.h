@@ -13,7 +13,7 @@ struct UsageError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-enum class Command { help, version, providers, query, convert };
+enum class Command { help, version, providers, query, convert, param_get, param_set, crypt, decrypt };
 enum class Format { table, csv, jsonl };
 
 struct Arguments {
@@ -30,6 +30,8 @@ struct Arguments {
   bool skips_damage = false;
   bool shows_progress = false;  // also where standard error is no terminal
   bool is_quiet = false;
+  // Of a parameter file.
+  std::string file, tag, value;
 };
 
 /// Raises UsageError.

@@ -18,4 +18,12 @@ void run_query(const Arguments& arguments);
 /// Raises quarno::Error; then there is no new file.
 void run_convert(const Arguments& arguments);
 
+/// Raises quarnofwk::Error for a file that cannot be read, std::runtime_error for a setting that is not
+/// there, or is not in the file afterwards.
+void get_param(const Arguments& arguments);
+void set_param(const Arguments& arguments);
+
+/// `member` of the class CCrypt for the text on standard input, which no other user of the machine can see.
+void run_crypt(const char* member);
+
 }  // namespace tool

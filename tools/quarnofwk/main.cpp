@@ -1,4 +1,4 @@
-// Which databases this machine reaches, and a query against one of them, without writing a program.
+// What the library does, from the command line: queries, conversions, settings.
 #include <iostream>
 
 #include "commands.h"
@@ -20,6 +20,10 @@ int run(const tool::Arguments& arguments) {
     case tool::Command::providers: tool::list_providers(); break;
     case tool::Command::query: tool::run_query(arguments); break;
     case tool::Command::convert: tool::run_convert(arguments); break;
+    case tool::Command::param_get: tool::get_param(arguments); break;
+    case tool::Command::param_set: tool::set_param(arguments); break;
+    case tool::Command::crypt: tool::run_crypt("Crypt"); break;
+    case tool::Command::decrypt: tool::run_crypt("Decrypt"); break;
   }
   std::cout.flush();
   if (std::cout) return 0;

@@ -2,12 +2,16 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 
 #include "platform/linux/paths.h"
+#include "platform/path_text.h"
 
 namespace quarno::platform {
 namespace {
@@ -134,6 +138,32 @@ class LinuxDataFiles : public DataFiles {
     ::close(descriptor);
     // Some file systems have nothing to do here and say so with EINVAL.
     if (result != 0 && code != EINVAL) throw file_error(code, target);
+  }
+
+  std::string behind_links(std::string_view path) override {
+    std::string target = existing_path(path);
+    constexpr int kMostLinks = 40;  // as many as the system follows
+    for (int i = 0; i < kMostLinks; ++i) {
+      std::array<char, PATH_MAX> link{};
+      const ssize_t size = ::readlink(target.c_str(), link.data(), link.size());
+      if (size < 0) break;
+      const std::string_view next(link.data(), static_cast<std::size_t>(size));
+      target =
+          next.starts_with('/') ? std::string(next) : joined(std::string(split_path(target).folder), next);
+    }
+    return target;
+  }
+
+  bool keep_access(std::string_view old_file, std::string_view new_file) override {
+    const std::string from = existing_path(old_file);
+    const std::string to = existing_path(new_file);
+    struct stat old {};
+    struct stat fresh {};
+    if (::stat(from.c_str(), &old) != 0 || ::stat(to.c_str(), &fresh) != 0) return false;
+    if (old.st_nlink > 1 || ::getxattr(from.c_str(), "system.posix_acl_access", nullptr, 0) > 0) return false;
+    const bool has_owner = old.st_uid == fresh.st_uid && old.st_gid == fresh.st_gid;
+    if (!has_owner && ::chown(to.c_str(), old.st_uid, old.st_gid) != 0) return false;
+    return ::chmod(to.c_str(), old.st_mode & 07777) == 0;
   }
 
   std::vector<std::string> names(std::string_view folder) override {
