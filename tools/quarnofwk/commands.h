@@ -23,7 +23,9 @@ void run_convert(const Arguments& arguments);
 void get_param(const Arguments& arguments);
 void set_param(const Arguments& arguments);
 
-/// `member` of the class CCrypt for the text on standard input, which no other user of the machine can see.
-void run_crypt(const char* member);
+/// The cipher text of the text on standard input, which no other user of the machine can see. Raises
+/// std::runtime_error for a text that would not come back.
+void encrypt();
+void decrypt();
 
 }  // namespace tool

@@ -22,8 +22,8 @@ int run(const tool::Arguments& arguments) {
     case tool::Command::convert: tool::run_convert(arguments); break;
     case tool::Command::param_get: tool::get_param(arguments); break;
     case tool::Command::param_set: tool::set_param(arguments); break;
-    case tool::Command::crypt: tool::run_crypt("Crypt"); break;
-    case tool::Command::decrypt: tool::run_crypt("Decrypt"); break;
+    case tool::Command::crypt: tool::encrypt(); break;
+    case tool::Command::decrypt: tool::decrypt(); break;
   }
   std::cout.flush();
   if (std::cout) return 0;
@@ -45,6 +45,7 @@ int main(int count, char** words) {
   } catch (const quarno::Error& error) {
     return failed(error.number, error.source, error.description);
   } catch (const std::exception& error) {
-    return failed(0, "quarnofwk", error.what());
+    std::cerr << "quarnofwk: " << error.what() << '\n';
+    return 1;
   }
 }

@@ -23,6 +23,14 @@ bool found(const Object& settings, const std::string& tag, Value& value) {
   return settings.call("GetIniString", tag, quarnofwk::by_ref(value)).boolean();
 }
 
+// Without one line end behind it.
+std::string input() {
+  std::string text{std::istreambuf_iterator<char>(std::cin), {}};
+  if (text.ends_with('\n')) text.pop_back();
+  if (text.ends_with('\r')) text.pop_back();
+  return text;
+}
+
 }  // namespace
 
 void get_param(const Arguments& arguments) {
@@ -46,11 +54,19 @@ void set_param(const Arguments& arguments) {
   }
 }
 
-void run_crypt(const char* member) {
-  std::string text{std::istreambuf_iterator<char>(std::cin), {}};
-  if (text.ends_with('\n')) text.pop_back();
-  if (text.ends_with('\r')) text.pop_back();
-  std::cout << quarnofwk::create("CCrypt").call(member, text).text() << '\n';
+void encrypt() {
+  const Object crypt = quarnofwk::create("CCrypt");
+  const std::string clear = input();
+  // One cipher text in seventeen cannot be decrypted; a text with a character of code 0 never can.
+  for (int tries = 0; tries < 1000; ++tries) {
+    const std::string cipher = crypt.call("Crypt", clear).text();
+    if (crypt.call("Decrypt", cipher).text() != clear) continue;
+    std::cout << cipher << '\n';
+    return;
+  }
+  throw std::runtime_error("this text would not come back when it is decrypted");
 }
+
+void decrypt() { std::cout << quarnofwk::create("CCrypt").call("Decrypt", input()).text() << '\n'; }
 
 }  // namespace tool

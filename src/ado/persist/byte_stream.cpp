@@ -8,7 +8,7 @@
 namespace quarno::ado::persist {
 namespace {
 
-constexpr std::size_t kReadBytes = 128 * 1024;
+constexpr std::size_t kReadBytes = std::size_t{128} * 1024;
 
 }  // namespace
 

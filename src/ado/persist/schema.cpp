@@ -227,7 +227,8 @@ RowShape SchemaReader::shape_of(const Element& element,
       free_numbers.push_back(number);
     }
   }
-  std::ranges::stable_partition(attributes, [](const Attribute& attribute) { return !attribute.is_hidden; });
+  std::stable_partition(attributes.begin(), attributes.end(),
+                        [](const Attribute& attribute) { return !attribute.is_hidden; });
   std::vector<std::uint64_t> numbers;
   for (const Attribute& attribute : attributes) {
     const auto type = declared_type({.name = attribute.type,

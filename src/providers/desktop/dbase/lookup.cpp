@@ -11,7 +11,7 @@
 namespace quarno::desktop::dbase {
 namespace {
 
-constexpr std::size_t kBlockBytes = 256 * 1024;
+constexpr std::size_t kBlockBytes = std::size_t{256} * 1024;
 constexpr std::size_t kMostLookups = 4;
 constexpr std::uint32_t kMostRecords = 16u << 20;  // 128 MB a lookup
 

@@ -22,6 +22,7 @@ class Lookup {
   struct Entry {
     std::uint32_t hash;
     std::uint32_t record;
+    // NOLINTNEXTLINE(modernize-use-nullptr): what the compiler makes of it is not ours to write
     friend auto operator<=>(const Entry&, const Entry&) = default;
   };
 

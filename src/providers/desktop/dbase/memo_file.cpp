@@ -8,7 +8,7 @@ namespace quarno::desktop::dbase {
 namespace {
 
 constexpr std::size_t kBlock = 512;
-constexpr std::uint64_t kLongest = 64 * 1024 * 1024;
+constexpr std::uint64_t kLongest = std::uint64_t{64} * 1024 * 1024;
 constexpr std::string_view kMark = "\x1A\x1A";
 constexpr std::string_view kLengthFollows = "\xFF\xFF\x08";
 constexpr std::size_t kPrefix = 8;

@@ -15,7 +15,7 @@
 namespace quarno::desktop::dbase {
 namespace {
 
-constexpr std::size_t kBlockBytes = 256 * 1024;
+constexpr std::size_t kBlockBytes = std::size_t{256} * 1024;
 // Plans beside reading all: by a record's number, and by what columns hold.
 constexpr int kOneRecord = 1;
 constexpr int kByValues = 2;

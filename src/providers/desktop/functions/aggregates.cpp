@@ -115,7 +115,8 @@ void sum_step(sqlite3_context* context, sqlite3_value* value) {
 double approximate(const Sum& sum) {
   // The whole and the decimal part apart: together they may have more digits than a double.
   constexpr std::int64_t kScale = 10'000;
-  const double whole = static_cast<double>(sum.whole) + static_cast<double>(sum.scaled / kScale);
+  const std::int64_t whole_part = sum.scaled / kScale;
+  const double whole = static_cast<double>(sum.whole) + static_cast<double>(whole_part);
   return whole + (static_cast<double>(sum.scaled % kScale) / kScale + sum.lost) + sum.real;
 }
 

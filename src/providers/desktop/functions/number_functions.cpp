@@ -120,7 +120,7 @@ Variant str(const Arguments& args) {
   return text.starts_with('-') ? text : " " + text;
 }
 
-std::string padded(std::string text, std::size_t width) {
+std::string padded(const std::string& text, std::size_t width) {
   return std::string(width > text.size() ? width - text.size() : 0, ' ') + text;
 }
 

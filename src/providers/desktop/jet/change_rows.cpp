@@ -325,7 +325,7 @@ void rewrite_crosstab(Work& work) {
   std::string cells;
   for (const auto& [value, name] : heads) {
     const std::string is = is_text(kind) && value != "NULL" ? " COLLATE JET" : "";
-    work.writer.filter("(" + key + ") IS " + value + is);
+    work.writer.filter(std::string("(").append(key).append(") IS ").append(value).append(is));
     const Node& own = parser.node(cell);
     const bool counts = own.is == Is::call && text::equal_fold(own.text, "count");
     // No row is no count, not zero.

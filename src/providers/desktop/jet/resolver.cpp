@@ -259,7 +259,7 @@ std::string Resolver::type_of(int expression) {
       return type;
     }
     case Is::cast: return declaration(own.text.substr(0, own.text.find('(')), "");
-    case Is::parenthesis: return type_of(own.a);
+    case Is::parenthesis:
     case Is::collate: return type_of(own.a);
   }
   switch (own.op) {
