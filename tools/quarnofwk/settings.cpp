@@ -59,7 +59,7 @@ void encrypt() {
   const std::string clear = input();
   // One cipher text in seventeen cannot be decrypted; a text with a character of code 0 never can.
   for (int tries = 0; tries < 1000; ++tries) {
-    const std::string cipher = crypt.call("Crypt", clear).text();
+    const std::string cipher(crypt.call("Crypt", clear).text());
     if (crypt.call("Decrypt", cipher).text() != clear) continue;
     std::cout << cipher << '\n';
     return;
