@@ -28,17 +28,28 @@ namespace {
 constexpr char kSeparator = ';';
 constexpr std::int16_t kSemicolon = 2;  // SemicolonDelimited
 
+// A text allocates from 16 characters on.
+enum class Length { all_short, two_long };
+
 // Hours of ten columns until the file has its size; how many.
-long make_text(const std::string& path, long megabytes, const char* line_end) {
+long make_text(const std::string& path, Length kind, long megabytes, const char* line_end) {
   std::FILE* const file = std::fopen(path.c_str(), "wb");
   require(file != nullptr, "making the text");
   long count = 0;
   for (long bytes = 0; bytes < megabytes * 1'000'000; ++count) {
     const int n = static_cast<int>(count % 1'000'000);
-    const int written = std::fprintf(
-        file, "%02d/%02d/%d %02d:00:00;E%d;NOX;%.2f;%.3f;%d.%d;VAL;%.1f;%d;Camino %d, linea due%s",
-        1 + n % 28, 1 + n % 12, 2000 + n % 24, n % 24, 1 + n % 9, n * 0.01, n % 977 * 0.125, n % 20, n % 10,
-        n % 1000 / 7.0, n, n % 97, line_end);
+    const int day = 1 + n % 28;
+    const int month = 1 + n % 12;
+    const int year = 2000 + n % 24;
+    const int written =
+        kind == Length::all_short
+            ? std::fprintf(file, "%02d/%02d/%d;%02d:00:00;E%d;%.2f;%.3f;%d.%d;VAL;%.1f;%d;%.4f%s", day, month,
+                           year, n % 24, 1 + n % 9, n * 0.01, n % 977 * 0.125, n % 20, n % 10, n % 1000 / 7.0,
+                           n, n % 89 / 3.0, line_end)
+            : std::fprintf(
+                  file, "%02d/%02d/%d %02d:00:00;E%d;NOX;%.2f;%.3f;%d.%d;VAL;%.1f;%d;Camino %d, linea due%s",
+                  day, month, year, n % 24, 1 + n % 9, n * 0.01, n % 977 * 0.125, n % 20, n % 10,
+                  n % 1000 / 7.0, n, n % 97, line_end);
     require(written > 0, "writing the text");
     bytes += written;
   }
@@ -90,15 +101,16 @@ Checksum read(const std::string& path) {
 const auto read_lines = read<&CFileReader::OpenFile, &CFileReader::ReadLine>;
 const auto read_unix_lines = read<&CFileReader::OpenUnixFile, &CFileReader::ReadUnixLine>;
 
-void measure_reading(long megabytes, int rounds) {
+void measure_reading(Length kind, long megabytes, int rounds) {
   const test::TempFolder folder;
   const std::string lines = folder / "lines.txt";
   const std::string unix_lines = folder / "unix_lines.txt";
-  const long count = make_text(lines, megabytes, "\r\n");
-  require(make_text(unix_lines, megabytes, "\n") >= count, "comparing the texts");
+  const long count = make_text(lines, kind, megabytes, "\r\n");
+  require(make_text(unix_lines, kind, megabytes, "\n") >= count, "comparing the texts");
   std::filesystem::resize_file(unix_lines,
                                std::filesystem::file_size(lines) - static_cast<std::size_t>(count));
-  std::printf("%ld lines of 10 columns, %ld MB, %d rounds\n", count, megabytes, rounds);
+  std::printf("%ld lines of 10 columns%s, %ld MB, %d rounds\n", count,
+              kind == Length::all_short ? "" : ", two of them of 19 and 20 characters", megabytes, rounds);
   compare({{"memchr, mapped file", [&] { return scan(lines, '\r', 2); }, {}},
            {"memchr, mapped Unix file", [&] { return scan(unix_lines, '\n', 1); }, {}},
            {"CFileReader, ReadLine", [&] { return read_lines(lines); }, {}},
@@ -172,7 +184,8 @@ void measure_all(const std::vector<std::string>& words) {
   const long lines = number(1, 1'000'000);
   const int rounds = static_cast<int>(number(2, 5));
   require(megabytes > 0 && lines > 0 && rounds > 0, "reading the command line");
-  measure_reading(megabytes, rounds);
+  measure_reading(Length::all_short, megabytes, rounds);
+  measure_reading(Length::two_long, megabytes, rounds);
   measure_log(lines, rounds);
 }
 

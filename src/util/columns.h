@@ -34,11 +34,9 @@ class Columns {
 
  private:
   static constexpr std::size_t kShort = 15;
-  // Bytes behind the line that may be looked at.
-  static constexpr std::size_t kBehind = 16;
 
-  // Copies as many bytes as a text holds without allocating: for a number that the compiler knows it makes no
-  // call.
+  // Copies as many bytes as a text holds without allocating, which lie there behind the line too: for a
+  // number that the compiler knows it makes no call.
   static std::string short_text(std::string_view column) {
     std::string text(column.data(), kShort);
     text.resize(column.size());

@@ -3,12 +3,14 @@
 #include <cstring>
 
 #include "fuzz/fuzz.h"
+#include "util/byte_hits.h"
 #include "util/columns.h"
 #include "util/line_source.h"
 
 const int kMutations = 2'000;
-const std::vector<std::string> kSeeds = {"a;b;;c\r\nx\ry\n\r\n", ";\x80;eight by;:;<;\xBB\r", "x;y\n\nz\n",
-                                         std::string("n\0u\0l\n", 6), "\r\r\n\n\r"};
+const std::vector<std::string> kSeeds = {"a;b;;c\r\nx\ry\n\r\n",
+                                         ";\x80;eight by;:;<;\xBB\r;;and more than 32 bytes;\x7F;;\xFF",
+                                         "x;y\n\nz\n", std::string("n\0u\0l\n", 6), "\r\r\n\n\r"};
 
 namespace {
 
@@ -32,6 +34,11 @@ class Trickle : public quarno::platform::File {
 
 // The columns of one line after another's, which must leave nothing behind.
 void check_columns(quarno::util::Columns& columns, std::string_view line) {
+  for (std::size_t at = 0; at + quarno::util::kHitBytes <= line.size(); ++at) {
+    const auto quick = quarno::util::hits(line.data() + at, ';');
+    const auto plain = quarno::util::plain_hits(line.data() + at, ';');
+    if (quick.bits != plain.bits || quick.is_ascii != plain.is_ascii) __builtin_trap();
+  }
   const std::string before(columns.line());
   const auto separators = static_cast<std::size_t>(std::count(line.begin(), line.end(), ';'));
   if (separators + 1 > quarno::util::Columns::kMost) {

@@ -67,7 +67,7 @@ TEST_F(CFileReaderTest, LinesEndWithCrOrCrLfOrInUnixFilesWithLf) {
 }
 
 TEST_F(CFileReaderTest, LineEndsAcrossTheBlockBorder) {
-  constexpr std::size_t kBlock = 256 * 1024;
+  constexpr std::size_t kBlock = 32 * 1024;
   for (std::size_t length = kBlock - 2; length <= kBlock + 1; ++length) {
     const std::string first(length, 'a');
     EXPECT_TRUE(lines(first + "\r\nb\r\n") == (Lines{first, "b"})) << length;
