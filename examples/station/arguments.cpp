@@ -1,6 +1,7 @@
 #include "arguments.h"
 
 #include <algorithm>
+#include <charconv>
 #include <filesystem>
 #include <map>
 #include <string_view>
@@ -15,6 +16,9 @@ const char* const kHelp = R"(station - hourly measurements of an emission-monito
       Prints average, maximum, minimum and count of the valid measurements, or one hour's measurements.
   station export --day DAY --db DB --station CODE --file FILE [--parameters A,B]
       Appends the day's measurements to the regional file FILE.
+  station watch --db DB --station CODE [--parameters A,B] [--seconds N] [--rounds N] [--on-top]
+      Keeps the latest hour of each parameter in a window, coloured by validity; looks for new data every
+      N seconds (default: 5) until it is interrupted, or N rounds. Without a display: on standard output.
   station --help
 
 DAY is 2015-01-05 or 20150105, MONTH 2015-01, HOUR 0 to 23.
@@ -34,7 +38,7 @@ class Options {
         loose_.push_back(word);
         continue;
       }
-      const int values = word == "--hour" ? 2 : 1;
+      const int values = word == "--hour" ? 2 : word == "--on-top" ? 0 : 1;
       if (i + values >= count) throw UsageError(word + " needs " + std::to_string(values) + " value(s)");
       if (!options_.emplace(word, std::vector<std::string>(words + i + 1, words + i + 1 + values)).second) {
         throw UsageError(word + " is given twice");
@@ -54,6 +58,18 @@ class Options {
     return found.mapped();
   }
   std::string value(const std::string& name) { return values(name).front(); }
+
+  int number(const std::string& name, int least, int greatest, int otherwise) {
+    if (!has(name)) return otherwise;
+    const std::string text = value(name);
+    int number = 0;
+    const auto [stop, fault] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (fault != std::errc() || stop != text.data() + text.size() || number < least || number > greatest) {
+      throw UsageError(name + " takes a whole number from " + std::to_string(least) + " to " +
+                       std::to_string(greatest));
+    }
+    return number;
+  }
 
   std::string loose_word(const char* meaning) {
     if (loose_.empty() || loose_.front().empty()) throw UsageError(std::string(meaning) + " is missing");
@@ -146,6 +162,12 @@ Arguments parsed_arguments(int count, const char* const* words) {
     arguments.command = Command::export_day;
     arguments.day = day_of(options.value("--day"));
     arguments.file = options.value("--file");
+  } else if (command == "watch") {
+    arguments.command = Command::watch;
+    arguments.seconds = options.number("--seconds", 1, 3600, arguments.seconds);
+    arguments.rounds = options.number("--rounds", 0, 1000000, arguments.rounds);
+    arguments.on_top = options.has("--on-top");
+    if (arguments.on_top) options.values("--on-top");
   } else {
     throw UsageError("\"" + command + "\" is no command");
   }

@@ -14,7 +14,7 @@ struct UsageError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-enum class Command { help, import_file, report, export_day };
+enum class Command { help, import_file, report, export_day, watch };
 enum class Period { hour, day, month };
 
 struct Arguments {
@@ -27,7 +27,10 @@ struct Arguments {
   Period period = Period::day;          // report
   std::string month;                    // report of a month: "201501"
   std::string hour;                     // report of an hour: "05.00"
-  std::vector<std::string> parameters;  // report and export: none for all of the station's
+  int seconds = 5;                      // watch: between two looks at the database
+  int rounds = 0;                       // watch: looks until it ends by itself; 0 for never
+  bool on_top = false;                  // watch: above all other windows
+  std::vector<std::string> parameters;  // report, export and watch: none for all of the station's
 };
 
 /// Raises UsageError.

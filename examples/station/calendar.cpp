@@ -53,6 +53,15 @@ std::optional<std::string> parsed_hour(std::string_view text) {
   return hour && *hour < 24 ? std::optional(hour_text(*hour)) : std::nullopt;
 }
 
+std::optional<Minute> parsed_minute(std::string_view day, std::string_view hour) {
+  if (hour.size() != 5 || hour[2] != '.') return std::nullopt;
+  const auto date = parsed_day(day);
+  const auto hours = digits(hour.substr(0, 2));
+  const auto minutes = digits(hour.substr(3));
+  if (!date || !hours || !minutes || *hours > 23 || *minutes > 59) return std::nullopt;
+  return *date + std::chrono::hours(*hours) + std::chrono::minutes(*minutes);
+}
+
 std::string day_text(Day day) {
   const year_month_day date(day);
   return formatted("%04d%02u%02u", static_cast<int>(date.year()), static_cast<unsigned>(date.month()),
@@ -65,6 +74,15 @@ std::string regional_day_text(Day day) {
   const year_month_day date(day);
   return formatted("%02u/%02u/%04d", static_cast<unsigned>(date.day()), static_cast<unsigned>(date.month()),
                    static_cast<int>(date.year()));
+}
+
+std::string minute_text(Minute minute) {
+  const Day day = std::chrono::floor<std::chrono::days>(minute);
+  const year_month_day date(day);
+  const auto minutes = (minute - day).count();
+  return formatted("%04d-%02u-%02u %02d.%02d", static_cast<int>(date.year()),
+                   static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
+                   static_cast<int>(minutes / 60), static_cast<int>(minutes % 60));
 }
 
 }  // namespace station

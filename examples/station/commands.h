@@ -11,5 +11,7 @@ int import_file(const Arguments& arguments);
 int report(const Arguments& arguments);
 /// Appends one day's measurements to the file for the regional authority; 1 when the day has none.
 int export_day(const Arguments& arguments);
+/// Shows the latest hour of each parameter until SIGINT, SIGTERM or the last round.
+int watch(const Arguments& arguments);
 
 }  // namespace station

@@ -1,4 +1,4 @@
-// station: a plant's nightly job. It knows the library by class names only.
+// station: a plant's nightly job, and its control room's window. It knows the library by class names only.
 #include <cstdio>
 #include <exception>
 
@@ -12,6 +12,7 @@ int run(const station::Arguments& arguments) {
     case station::Command::import_file: return station::import_file(arguments);
     case station::Command::report: return station::report(arguments);
     case station::Command::export_day: return station::export_day(arguments);
+    case station::Command::watch: return station::watch(arguments);
     case station::Command::help: std::fputs(station::kHelp, stdout);
   }
   return 0;

@@ -7,27 +7,17 @@
 
 #include "events.h"
 #include "measurement_db.h"
+#include "parameters.h"
 
 namespace station {
 namespace {
 
-// Numbers that the authority knows parameters and units by.
-struct RegionalCode {
-  const char* parameter;
-  std::int16_t pollutant;
-  std::int16_t unit;  // 1 degrees C, 2 mbar, 3 %, 4 MWH, 5 mg/m3
-};
-constexpr RegionalCode kCodes[] = {
-    {"AT", 1, 1},  {"AP", 2, 2},  {"AH", 3, 3},  {"AFDP", 4, 2}, {"GTEP", 5, 2}, {"TIT", 6, 1},
-    {"TAT", 7, 1}, {"TEY", 8, 4}, {"CDP", 9, 2}, {"CO", 10, 5},  {"NOX", 11, 5},
-};
 constexpr std::int16_t kHourlyDatum = 1;
 constexpr std::int16_t kNoNote = 0;
 
-const RegionalCode& code_of(const std::string& parameter) {
-  const auto known = [&](const RegionalCode& code) { return parameter == code.parameter; };
-  const auto* const found = std::find_if(std::begin(kCodes), std::end(kCodes), known);
-  if (found == std::end(kCodes)) throw std::runtime_error("parameter " + parameter + " has no regional code");
+const KnownParameter& code_of(const std::string& parameter) {
+  const KnownParameter* const found = known_parameter(parameter);
+  if (found == nullptr) throw std::runtime_error("parameter " + parameter + " has no regional code");
   return *found;
 }
 
@@ -49,7 +39,7 @@ int export_day(const Arguments& arguments) {
   const std::int64_t lines_before = lines_in(arguments.file);
   std::int64_t records = 0;
   for (const std::string& parameter : parameters) {
-    const RegionalCode& code = code_of(parameter);
+    const KnownParameter& code = code_of(parameter);
     const bool any = db.open("SELECT DT_HOUR, DT_VALUE, DT_STATUS FROM " + std::string(kTable) +
                              " WHERE DT_STATIONCODE = " + quoted(arguments.station) +
                              " AND DT_MeasureCod = " + quoted(parameter) +
@@ -59,7 +49,7 @@ int export_day(const Arguments& arguments) {
       const double value = db.get("DT_VALUE").number();  // a null reads as 0
       quarnofwk::Value validity = db.get("DT_STATUS");
       const std::int16_t percentage = validity.text() == kValid ? 100 : 0;
-      corvex.call("ScriviSarvia", arguments.file, arguments.station, date, code.pollutant, code.unit,
+      corvex.call("ScriviSarvia", arguments.file, arguments.station, date, code.pollutant, code.unit.number,
                   kHourlyDatum, quarnofwk::by_ref(validity), percentage, kNoNote, value, value);
       ++records;
     }

@@ -13,6 +13,7 @@
 #include "util/CFileReader.h"
 #include "util/CParam.h"
 #include "util/CSuperLog.h"
+#include "util/CSysUtils.h"
 
 namespace quarno::boundary {
 namespace {
@@ -45,6 +46,7 @@ constexpr ClassEntry kClasses[] = {
     creatable<CParam>(kOwn, "Reads and writes settings in a text file of lines TAG=value."),
     creatable<CPing>(kOwn, "Asks whether an IPv4 address answers."),
     creatable<CSuperLog>(kOwn, "Writes the host's own log files."),
+    creatable<CSysUtils>(kOwn, "Lets the user choose a file; opens and prints documents."),
     creatable<ado::Connection>(
         kObjectModel,
         "A connection to a data source: a host's own, made as \"ADODB.Connection\" and handed to "

@@ -7,9 +7,11 @@
 #include "domain/export_record.h"
 #include "domain/measured_text.h"
 #include "domain/measurement_query.h"
+#include "domain/o2_reference.h"
 #include "domain/status_codes.h"
 #include "platform/clock.h"
 #include "platform/code_page.h"
+#include "platform/dialogs.h"
 #include "platform/files.h"
 #include "platform/locale.h"
 
@@ -109,6 +111,15 @@ double Corvex::StringToDouble(Ref<std::string> Valore) const {
   return domain::measured_number(Valore.value(), platform::locale());
 }
 
+double Corvex::O2riferimentoVelmoraPowerV2(Ref<double> PotenzaTermicaCarb, Ref<double> PotenzaTermicaOlio,
+                                           Ref<double> PotenzaTermicaGas, const Variant::Array& par) const {
+  for (Ref<double>* const power : {&PotenzaTermicaCarb, &PotenzaTermicaOlio, &PotenzaTermicaGas}) {
+    if (power->value() == domain::kNoPower) power->set(0);
+  }
+  return domain::o2_reference(
+      {PotenzaTermicaCarb.value(), PotenzaTermicaOlio.value(), PotenzaTermicaGas.value()}, par);
+}
+
 Variant Corvex::UsaCartella(const std::string& cartella) const {
   try {
     if (!platform::files().exists(cartella)) platform::files().create_folder(cartella);
@@ -147,6 +158,22 @@ Variant Corvex::ScriviSarvia(const std::string& NomeFile, const std::string& IDp
   return std::int16_t{0};
 }
 
+bool Corvex::VisualizzaMessaggio(const std::string& Titolo, const std::string& messaggio,
+                                 std::int32_t BackColor, std::int32_t ForeColor, std::int16_t modo) const {
+  platform::MessageWindow& window = platform::dialogs().message_window();
+  window.set_content(Titolo, messaggio, BackColor, ForeColor);
+  switch (modo) {
+    case 0: window.hide(); break;
+    case 1:
+    case 2:
+      window.show();
+      window.set_always_on_top(modo == 2);
+      break;
+    default: break;  // as visible as it was
+  }
+  return false;
+}
+
 namespace {
 
 using namespace automation;
@@ -180,6 +207,13 @@ constexpr Member kMembers[] = {
         "StringToDouble", {param("Valore")},
         "Number in a text with \".\" or \",\" as decimal sign; 0 when there is none. The "
         "trimmed text is written back."),
+    method<&Corvex::O2riferimentoVelmoraPowerV2>(
+        "O2riferimentoVelmoraPowerV2",
+        {param("PotenzaTermicaCarb"), param("PotenzaTermicaOlio"), param("PotenzaTermicaGas"), param("par")},
+        "Reference oxygen in percent of coal, oil and gas burnt together: entries 305, 306 and 307 of par, "
+        "weighted by thermal power; 306 when nothing burns. An entry is read as its leading number with "
+        "\".\". A power of -9999, not measured, is written back as 0. Raises 9 for missing entries, 11 when "
+        "powers cancel out, 94 for a null entry, 6 for numbers too large."),
     method<&Corvex::UsaCartella>(
         "UsaCartella", {param("cartella")},
         "Creates the folder when nothing of that name exists; its parent must exist. Always "
@@ -197,6 +231,12 @@ constexpr Member kMembers[] = {
         "Appends one record to the regional export file. Validita is written back as its flag: \"S\" for "
         "\"00\" and "
         "\"VAL\", \"X\" for \"X\", else \"N\". Always 0; failures are not reported."),
+    method<&Corvex::VisualizzaMessaggio>(
+        "VisualizzaMessaggio",
+        {param("Titolo"), param("messaggio"), param("BackColor"), param("ForeColor"), param("modo")},
+        "Writes title, text and colours (RGB, red in the low byte) into the process's one message window and "
+        "returns at once. modo 0 hides it, 1 shows it, 2 shows it above all others, any other leaves it as "
+        "visible as it was. A click on the text hides it too. Always false."),
 };
 
 }  // namespace

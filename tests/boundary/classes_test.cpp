@@ -107,6 +107,7 @@ bool used(automation::Object& object, const test::TempFolder& folder) {
     return !call(object, "ScriviSarvia", {folder / "out", "P", "D", 1, 2, 3, "VAL", 100, 0, 0.5, 1})
                 .is_empty();
   if (name == "CPing") return call(object, "Ping", {"no address"}) == Variant(false);
+  if (name == "CSysUtils") return call(object, "StartDoc", {folder / "none"}) == Variant(std::int32_t{0});
   if (name == "Connection") {
     call(object, "Open", {"Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + (folder / "a.db")});
     return get_property(*object_of(call(object, "Execute", {"SELECT 1"})), "State") ==

@@ -103,6 +103,49 @@ TEST_F(CorvexTest, StringToDoubleTrimsTheCallersText) {
   EXPECT_EQ(corvex_.StringToDouble("  nulla\t "), 0);
 }
 
+TEST_F(CorvexTest, ReferenceOxygenIsWeightedByPower) {
+  // Powers of coal, oil and gas, the three entries, and the result or, negative, the error.
+  const double lost = -9999, huge = 1e308;
+  // clang-format off
+  const struct { double coal, oil, gas; Variant of_coal, of_oil, of_gas; double result; std::size_t size = 308; } rows[] = {
+      {200, 0, 600, "6", "3", "3", 3.75}, {0, 0, 0, "6", "3.5 %", "3", 3.5}, {lost, lost, lost, "6", "3,5", "x", 3},
+      {lost, 100, 0, "6", "3", "1", 3}, {1, 1, 2, 6.5, "abc", " 1 1.0", 7.125}, {0, 0, 5, Variant(), true, "4D0", 4},
+      {-100, 0, 300, "6", "3", "3", 1.5}, {lost - 1, 0, 0, "6", "3", "3", 6}, {0, 0, 0, Variant::null(), "2", "", 2},
+      {1, -1, 0, "6", "3", "3", -11}, {1, 0, 0, "6", "3", Variant::null(), -94},
+      {huge, huge, 0, "6", "3", "3", -6}, {huge, 0, 0, "6", "3", "3", -6}, {0, 0, 0, "6", "3", "3", 3, 307},
+      {1, 0, 0, "6", "3", "3", -9, 307}, {0, 0, 0, "6", "3", "3", -9, 306}, {0, lost, 0, "6", "3", "3", -9, 0}};
+  // clang-format on
+  for (const auto& row : rows) {
+    Variant::Array par(308);
+    par[305] = row.of_coal, par[306] = row.of_oil, par[307] = row.of_gas;
+    par.resize(row.size);
+    double coal = row.coal, oil = row.oil, gas = row.gas, result = 0;
+    try {
+      result = corvex_.O2riferimentoVelmoraPowerV2(coal, oil, gas, par);
+    } catch (const Error& error) {
+      result = -error.number;
+    }
+    const auto index = &row - rows;
+    EXPECT_NEAR(result, row.result, 1e-12) << index;
+    // Written back whether or not it fails.
+    EXPECT_EQ(coal, row.coal == lost ? 0 : row.coal) << index;
+    EXPECT_EQ(oil, row.oil == lost ? 0 : row.oil) << index;
+    EXPECT_EQ(gas, row.gas == lost ? 0 : row.gas) << index;
+  }
+}
+
+TEST_F(CorvexTest, TheMessageWindowIsToldWhatTheModeSays) {
+  platform::fake::RecordingDialogs dialogs;
+  const ScopedPort<platform::Dialogs> scope(dialogs);
+  const std::pair<std::int16_t, const char*> rows[] = {
+      {0, "hide "}, {1, "show normal "}, {2, "show top "}, {5, ""}, {-1, ""}, {32767, ""}};
+  for (const auto& [mode, done] : rows) {
+    dialogs.window.clear();
+    EXPECT_FALSE(corvex_.VisualizzaMessaggio("Città", "riga 1\nriga 2", 0x00FFFF, -1, mode));
+    EXPECT_EQ(dialogs.window, std::string("Città|riga 1\nriga 2|65535|-1 ") + done) << mode;
+  }
+}
+
 TEST_F(CorvexTest, UsaCartellaMakesOneFolder) {
   EXPECT_EQ(corvex_.UsaCartella(folder_.path() + "\\Dati"), Variant());
   folder_.put("Dati/kept.txt", "x");

@@ -1,13 +1,19 @@
 """Drives the station example as a nightly job would and compares what it stored and printed with an independent
 calculation. STATION_BINARY names the program; QUARNOFWK_SHARED_DATA the folder with gt_2015.csv."""
+import contextlib
 import datetime
 import math
 import os
 import pathlib
+import re
+import shutil
+import signal
 import sqlite3
 import subprocess
 import sys
 import tempfile
+import threading
+import time
 import unittest
 
 REPOSITORY = pathlib.Path(__file__).resolve().parents[2]
@@ -207,6 +213,130 @@ class StationTest(unittest.TestCase):
         self.assertEqual((done.returncode, done.stderr.count("0 of 48 records")), (1, 1))
         self.assertEqual(run(*words[:2], "2015-03-01", *words[3:], out).returncode, 1)
 
+    def add(self, station, parameter, ago, value, status):
+        """Stores a row of so many minutes ago, or of 10.00 of the day given as text; returns its time as shown."""
+        day, hour, shown = ago, "10.00", f"{ago} 10.00"
+        if isinstance(ago, int):
+            start = datetime.datetime.now() - datetime.timedelta(minutes=ago)
+            day, hour, shown = (start.strftime(pattern) for pattern in ("%Y%m%d", "%H.%M", "%Y-%m-%d %H.%M"))
+        with contextlib.closing(sqlite3.connect(self.db)) as connection, connection:
+            connection.execute("INSERT INTO MISURE VALUES (?, ?, ?, ?, 1, ?, ?)",
+                               (station, parameter, day, hour, value, status))
+        return shown
+
+    def test_watch_shows_validity(self):
+        self.assertEqual(self.import_file(self.written(b"NOX\n1\n")).returncode, 0)
+        # The window's state and colour; rows, each with the end of its line, or None when a later row hides it.
+        table = [
+            ("valid", "white", [("NOX", 177, 119.678, "VAL", "119.68 mg/m\u00b3 valid")]),
+            ("valid", "white", [("AT", 60, -0.55, "VAL", "-0.6 \u00b0C valid"), ("X", 60, 0.1, "00", "0.1 valid")]),
+            ("valid", "white", [("X", 60, None, "ERR", None), ("X", 59, 1e300, "VAL", "1e+300 valid")]),
+            ("substituted", "yellow", [("CO", 60, 1.0, "AUX", "1.00 mg/m\u00b3 substituted (AUX)"),
+                                       ("NOX", 60, 1.0, "VAL", "1.00 mg/m\u00b3 valid")]),
+            ("not valid", "yellow", [("CO", 60, None, "ERR", "- not valid (ERR)"),
+                                     ("NOX", 60, 1.0, "20", "1.00 mg/m\u00b3 substituted (20)")]),
+            ("not valid", "yellow", [("A", 60, None, "VAL", "- not valid (VAL)"),
+                                     ("B", 60, math.inf, "VAL", "inf not valid (VAL)"),
+                                     ("C", 60, 2, "val", "2 not valid (val)"),
+                                     ("D", 60, "n.d.", "VAL", "- not valid (VAL)")]),
+            ("late", "red", [("NOX", 182, 2, "VAL", "2.00 mg/m\u00b3 late (VAL)"),  # the worst comes first
+                             ("CO", 60, None, "ERR", "- not valid (ERR)")]),
+            ("ahead of the clock", "red", [("X", -3, 2, "VAL", "2 ahead of the clock (VAL)")]),
+            ("no readable time", "red", [("X", "20261301", 2, "VAL", "2 no readable time (VAL)")]),
+            ("valid", "white", [("O'B\nX", 60, 2, "VAL", "2 valid")]),
+            ("no data", "red", []),
+        ]
+        for i, (state, colour, rows) in enumerate(table):
+            with self.subTest(state=state, rows=rows):
+                times = [self.add(f"S{i}", *row[:4]) for row in rows]
+                expected = [f"{row[0]} {shown} {row[4]}".replace("\n", " ")
+                            for row, shown in zip(rows, times) if row[4]]
+                done = run("watch", "--db", self.db, "--station", f"S{i}", "--rounds", 1)
+                title, *lines, _ = done.stdout.splitlines()
+                self.assertEqual((done.returncode, done.stderr, title, [" ".join(line.split()) for line in lines]),
+                                 (0, "", f"station S{i}: {state} [{colour}]", expected))
+        done = run("watch", "--db", self.db, "--station", "S1", "--rounds", 1, "--parameters", "CO,X", "--on-top")
+        self.assertRegex(done.stdout, r"^station S1: no data \[red\]\nCO +- +no data\nX .*  0.1  valid\n\n$")
+
+    def started(self, words, **options):
+        """A program that is ended with the test, or when the test hangs."""
+        process = subprocess.Popen([*map(str, words)], stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
+                                   **options)
+        watchdog = threading.Timer(100, process.kill)
+        watchdog.start()
+        for clean_up in (watchdog.cancel, process.communicate, process.kill):
+            self.addCleanup(clean_up)
+        return process
+
+    def watching(self, *options, **environment):
+        process = self.started([STATION, "watch", "--db", self.db, "--station", "E1", "--seconds", 1, *options],
+                               env={**os.environ, "QUARNOFWK_UI": "console", **environment})
+        return process, lambda: "".join(iter(process.stdout.readline, "\n"))
+
+    def test_watch_follows_the_database(self):
+        process, next_view = self.watching()
+        self.assertRegex(next_view(), r"E1: database cannot be read \[red\]\nsince .*station.db: no such file\n$")
+        self.assertEqual(self.import_file(self.written(b"NOX\n1\n")).returncode, 0)
+        self.assertRegex(next_view(), r"E1: late \[red\]\nNOX  2015-01-01 00.00  ")
+        self.add("E1", "NOX", 100, 2, "VAL")
+        self.assertRegex(next_view(), r"E1: valid \[white\]\nNOX .*  2.00 mg/m\u00b3  valid\n$")
+        self.add("E1", "NOX", 40, 3, "ERR")
+        not_valid = next_view()
+        self.assertRegex(not_valid, r"E1: not valid \[yellow\]\nNOX .*  3.00 mg/m\u00b3  not valid \(ERR\)\n$")
+        whole, lines = self.db.read_bytes(), not_valid.split("\n", 1)[1]
+        with contextlib.closing(sqlite3.connect(self.db, isolation_level=None)) as connection:
+            connection.execute("BEGIN EXCLUSIVE")
+            self.assertRegex(next_view(), rf" \[red\]\nsince .*locked.*\nlast read:\n{re.escape(lines)}$")
+        self.assertEqual(next_view(), not_valid)
+        for damage in (b"no database" * 500, b""):
+            self.db.write_bytes(damage)
+            self.assertRegex(next_view(), rf" \[red\]\nsince .*\nlast read:\n{re.escape(lines)}$")
+            self.db.write_bytes(whole)
+            self.assertEqual(next_view(), not_valid)
+        time.sleep(2.5)  # nothing changes, nothing is shown again
+        process.terminate()
+        self.assertEqual((*process.communicate(timeout=30), process.returncode), ("", "", 0))
+        process, next_view = self.watching()
+        self.assertEqual(next_view(), not_valid)
+        process.send_signal(signal.SIGINT)
+        self.assertEqual((*process.communicate(timeout=30), process.returncode), ("", "", 0))
+
+    def test_watch_on_a_display(self):
+        module = pathlib.Path(os.environ.get("QUARNOFWK_LIBRARY", "")).with_name("QuarnoGtk.so")
+        if not module.exists() or not all(map(shutil.which, ("Xvfb", "xdotool", "xwd"))):
+            self.skipTest(f"{module}, Xvfb, xdotool or xwd is not there")
+        plain = {name: value for name, value in os.environ.items() if name != "LD_PRELOAD"}
+        server = self.started(["Xvfb", "-displayfd", 1, "-screen", 0, "1280x800x24", "-nolisten", "tcp"], env=plain)
+        plain["DISPLAY"] = display = ":" + server.stdout.readline().strip()
+
+        def tool(*words, text=True):
+            return subprocess.run([*map(str, words)], env=plain, capture_output=True, text=text, timeout=30).stdout
+
+        def visible(title, wanted=True):
+            """The visible windows of that title, once there are some, or none when none is wanted."""
+            end = time.monotonic() + 30
+            while bool(found := tool("xdotool", "search", "--onlyvisible", "--name", title).split()) != wanted:
+                self.assertLess(time.monotonic(), end, f"{title}: {found}")
+                time.sleep(0.1)
+            return found
+
+        self.assertEqual(self.import_file(self.written(b"NOX\n1\n")).returncode, 0)
+        process, _ = self.watching("--on-top", QUARNOFWK_UI="gtk", DISPLAY=display)
+        for ago, status, state, colour in ((None, None, "late", (192, 32, 32)), (60, "VAL", "valid", (255, 255, 255)),
+                                           (40, "ERR", "not valid", (255, 224, 64))):
+            if ago:
+                self.add("E1", "NOX", ago, 2, status)
+            window, = visible(f"^station E1: {state}$")
+            picture = tool("xwd", "-silent", "-id", window, text=False)
+            header, bits, line, colours = (int.from_bytes(picture[at:at + 4], "big") for at in (0, 44, 48, 76))
+            pixel = header + 12 * colours + 60 * line + 380 * bits // 8  # below the texts, beside the check box
+            self.assertEqual(tuple(reversed(picture[pixel:pixel + 3])), colour, state)
+            # Hidden by a click, which needs its events handled between two looks; the next change shows it again.
+            tool("xdotool", "mousemove", "--window", window, 60, 40, "click", 1)
+            visible("^station E1", wanted=False)
+        process.terminate()
+        self.assertEqual((*process.communicate(timeout=30), process.returncode), ("", "", 0))
+
     def test_usage(self):
         self.assertIn("station import", run("--help").stdout)
         common = ["--db", self.db, "--station", "E1"]
@@ -223,6 +353,9 @@ class StationTest(unittest.TestCase):
             (["report", *common, "--day", "20150101", "--color", "red"], "--color does not belong"),
             (["report", "--db", "x", "--station", "A'--", "--day", "20150101"], "apostrophe"),
             (["export", *common, "--day", "20150101"], "--file is missing"),
+            (["watch", *common, "--seconds", "0"], "from 1 to 3600"),
+            (["watch", *common, "--rounds", "1x"], "whole number"),
+            (["watch", *common, "--on-top", "--on-top"], "twice"), (["watch", *common, "yes"], "too many"),
         ]
         for words, message in rows:
             with self.subTest(words):

@@ -50,14 +50,32 @@ class FixedModulePath : public ModulePath {
   std::string file_;
 };
 
-class RecordingDialogs : public Dialogs {
+class RecordingDialogs : public Dialogs, private MessageWindow {
  public:
   void message_box(std::string_view text, std::string_view, BoxIcon) override { boxes.emplace_back(text); }
+  std::string choose_file(const OpenFileRequest& request) override {
+    requests.push_back(request);
+    return chosen;
+  }
+  MessageWindow& message_window() override { return *this; }
   bool has_event_loop() override { return true; }
   void process_pending_events() override { ++events_processed; }
 
   std::vector<std::string> boxes;
+  std::vector<OpenFileRequest> requests;
+  std::string chosen;  // what choose_file answers
+  std::string window;  // what the message window was told, call by call: "T|text|255|0 show top hide "
   int events_processed = 0;
+
+ private:
+  void set_content(std::string_view caption, std::string_view text, std::int32_t back_colour,
+                   std::int32_t fore_colour) override {
+    window.append(caption).append("|").append(text).append("|") +=
+        std::to_string(back_colour) + "|" + std::to_string(fore_colour) + " ";
+  }
+  void show() override { window += "show "; }
+  void hide() override { window += "hide "; }
+  void set_always_on_top(bool on_top) override { window += on_top ? "top " : "normal "; }
 };
 
 class ScriptedIcmp : public Icmp {
